@@ -1,0 +1,24 @@
+#!/usr/bin/env bash
+# Installs what building and testing ecckey needs on a fresh Debian 12 machine. Packages that
+# are already present are left alone, so this is quick (and offline) on a prepared machine.
+set -euo pipefail
+
+packages=(g++ cmake make libgtest-dev libgmock-dev libgmp-dev libssl-dev openssl valgrind)
+if [ "${1:-}" = "--bench" ]; then
+  packages+=(libbenchmark-dev libsecp256k1-dev)
+fi
+
+missing=()
+for p in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+
+if [ ${#missing[@]} -eq 0 ]; then
+  exit 0
+fi
+
+echo "installing: ${missing[*]}"
+SUDO=""
+[ "$(id -u)" -eq 0 ] || SUDO="sudo"
+$SUDO apt-get update -qq
+DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq "${missing[@]}"
