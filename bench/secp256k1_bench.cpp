@@ -1,0 +1,115 @@
+// The secp256k1 fixed-width engine beside its peers: libsecp256k1's public-key creation
+// (when installed) and OpenSSL's generic EC_POINT_mul on the same curve.
+
+#include <benchmark/benchmark.h>
+#include <openssl/bn.h>
+#include <openssl/ec.h>
+#include <openssl/obj_mac.h>
+
+#include <cstdint>
+#include <cstring>
+#include <random>
+
+#include "ecc/secp256k1/CurvePt.h"
+#include "ecc/secp256k1/FieldElement.h"
+#include "ecc/secp256k1/OrderArithmetic.h"
+#include "ecc/secp256k1/Unsigned256.h"
+
+#ifdef ECCKEY_HAVE_LIBSECP256K1
+#include <secp256k1.h>
+#endif
+
+namespace {
+
+using vn::_vnCurvePt;
+using vn::_vnFieldElement;
+using vn::_vnUnsigned256;
+
+// A fixed pseudo-random scalar below n, the same in every case.
+void scalarBytes(unsigned char out[32]) {
+    std::mt19937_64 rng(0x5ec9256b1ULL);
+    for (int i = 0; i < 32; ++i) out[i] = static_cast<unsigned char>(rng());
+    out[0] &= 0x7F;
+}
+
+_vnUnsigned256 benchScalar() {
+    unsigned char b[32];
+    scalarBytes(b);
+    return _vnUnsigned256(b);
+}
+
+void BM_k1_multiplyPt(benchmark::State& state) {
+    const _vnUnsigned256 k = benchScalar();
+    for (auto _ : state) {
+        _vnCurvePt p = _vnCurvePt::m_s_G;
+        p.multiplyPt(k);
+        benchmark::DoNotOptimize(p);
+    }
+}
+BENCHMARK(BM_k1_multiplyPt)->Unit(benchmark::kMicrosecond);
+
+void BM_k1_normalizePt(benchmark::State& state) {
+    _vnCurvePt p = _vnCurvePt::m_s_G;
+    p.multiplyPt(benchScalar());
+    for (auto _ : state) {
+        _vnCurvePt q = p;
+        q.normalizePt();
+        benchmark::DoNotOptimize(q);
+    }
+}
+BENCHMARK(BM_k1_normalizePt)->Unit(benchmark::kMicrosecond);
+
+void BM_k1_fieldMultiply(benchmark::State& state) {
+    _vnFieldElement a = _vnCurvePt::m_s_G.x;
+    const _vnFieldElement b = _vnCurvePt::m_s_G.y;
+    for (auto _ : state) {
+        a.multiply(b);
+        benchmark::DoNotOptimize(a);
+    }
+}
+BENCHMARK(BM_k1_fieldMultiply);
+
+void BM_k1_multiplyModOrder(benchmark::State& state) {
+    _vnUnsigned256 a = benchScalar();
+    const _vnUnsigned256 b(_vnCurvePt::m_s_G.x);
+    for (auto _ : state) {
+        vn::multiplyModOrder(a, b);
+        benchmark::DoNotOptimize(a);
+    }
+}
+BENCHMARK(BM_k1_multiplyModOrder);
+
+void BM_openssl_secp256k1_EC_POINT_mul(benchmark::State& state) {
+    EC_GROUP* group = EC_GROUP_new_by_curve_name(NID_secp256k1);
+    EC_POINT* r = EC_POINT_new(group);
+    BN_CTX* ctx = BN_CTX_new();
+    unsigned char b[32];
+    scalarBytes(b);
+    BIGNUM* k = BN_bin2bn(b, 32, nullptr);
+    for (auto _ : state) {
+        EC_POINT_mul(group, r, k, nullptr, nullptr, ctx);
+        benchmark::DoNotOptimize(r);
+    }
+    BN_free(k);
+    BN_CTX_free(ctx);
+    EC_POINT_free(r);
+    EC_GROUP_free(group);
+}
+BENCHMARK(BM_openssl_secp256k1_EC_POINT_mul)->Unit(benchmark::kMicrosecond);
+
+#ifdef ECCKEY_HAVE_LIBSECP256K1
+void BM_libsecp256k1_ec_pubkey_create(benchmark::State& state) {
+    secp256k1_context* ctx = secp256k1_context_create(SECP256K1_CONTEXT_NONE);
+    unsigned char b[32];
+    scalarBytes(b);
+    secp256k1_pubkey pub;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(secp256k1_ec_pubkey_create(ctx, &pub, b));
+        benchmark::ClobberMemory();
+    }
+    secp256k1_context_destroy(ctx);
+}
+BENCHMARK(BM_libsecp256k1_ec_pubkey_create)->Unit(benchmark::kMicrosecond);
+#endif
+
+}  // namespace
