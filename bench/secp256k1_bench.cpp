@@ -97,6 +97,40 @@ void BM_openssl_secp256k1_EC_POINT_mul(benchmark::State& state) {
 }
 BENCHMARK(BM_openssl_secp256k1_EC_POINT_mul)->Unit(benchmark::kMicrosecond);
 
+// OpenSSL's general modular product (variable-time) as the reference for the field and
+// order products.
+void opensslModMul(benchmark::State& state, const char* modulusHex) {
+    BN_CTX* ctx = BN_CTX_new();
+    BIGNUM* m = nullptr;
+    BN_hex2bn(&m, modulusHex);
+    unsigned char b[32];
+    _vnUnsigned256(_vnCurvePt::m_s_G.x).getBigEndian(b);
+    BIGNUM* x = BN_bin2bn(b, 32, nullptr);
+    _vnUnsigned256(_vnCurvePt::m_s_G.y).getBigEndian(b);
+    BIGNUM* y = BN_bin2bn(b, 32, nullptr);
+    BN_mod(x, x, m, ctx);
+    BIGNUM* r = BN_new();
+    for (auto _ : state) {
+        BN_mod_mul(r, x, y, m, ctx);
+        benchmark::DoNotOptimize(r);
+    }
+    BN_free(r);
+    BN_free(y);
+    BN_free(x);
+    BN_free(m);
+    BN_CTX_free(ctx);
+}
+
+void BM_openssl_BN_mod_mul_p(benchmark::State& state) {
+    opensslModMul(state, "FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFEFFFFFC2F");
+}
+BENCHMARK(BM_openssl_BN_mod_mul_p);
+
+void BM_openssl_BN_mod_mul_n(benchmark::State& state) {
+    opensslModMul(state, "FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFEBAAEDCE6AF48A03BBFD25E8CD0364141");
+}
+BENCHMARK(BM_openssl_BN_mod_mul_n);
+
 #ifdef ECCKEY_HAVE_LIBSECP256K1
 void BM_libsecp256k1_ec_pubkey_create(benchmark::State& state) {
     secp256k1_context* ctx = secp256k1_context_create(SECP256K1_CONTEXT_NONE);

@@ -333,13 +333,14 @@ TEST(CurvePt, ZeroPointRecognitionAndDoubling) {
                                         << hexOf(_vnUnsigned256(c.p.z));
     }
 
+    // Doubling the zero point, or a point with y = 0 (order two), gives the canonical zero
+    // point itself, not merely some representation with z = 0.
     _vnCurvePt zero;
     zero.doublePt();
-    EXPECT_TRUE(zero.isZero());
-    // y = 0 would be a point of order two; doubling must give the zero point.
+    EXPECT_EQ(zero, _vnCurvePt());
     _vnCurvePt orderTwo(five, z0);
     orderTwo.doublePt();
-    EXPECT_TRUE(orderTwo.isZero());
+    EXPECT_EQ(orderTwo, _vnCurvePt());
 }
 
 TEST(CurvePt, NormalizeFlattensZeroPoints) {
@@ -358,8 +359,6 @@ TEST(CurvePt, IsOnCurve) {
     bad.y.add(_vnCurvePt::m_s_fiOne);
     EXPECT_FALSE(bad.isOnCurve());
     EXPECT_FALSE(_vnCurvePt().isOnCurve());
-    // (0, sqrt(7)) does not exist, but (0, y, 0) with y^2 = 7 would pass the equation alone:
-    // the zero-point check must still reject a zero point whose coordinates fit.
     _vnCurvePt g3 = _vnCurvePt::m_s_G;
     g3.multiplyPt(U("3"));
     g3.normalizePt();
