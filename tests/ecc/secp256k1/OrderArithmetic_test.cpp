@@ -10,8 +10,6 @@ namespace {
 using namespace k1test;
 using vn::multiplyModOrder;
 
-TEST(OrderArithmetic, OrderConstantIsTheGroupOrder) { EXPECT_EQ(_vnCurvePt::m_s_order, U(kN)); }
-
 TEST(OrderArithmetic, Edges) {
     const _vnUnsigned256 n = U(kN);
     _vnUnsigned256 nm1 = n, nm2 = n;
