@@ -29,7 +29,7 @@ TEST(CurveLoading, EveryAliasLoadsItsCurve) {
         {"x-BP256R1", "brainpoolp256r1", 32},
         {"bp-160", "brainpoolp160r1", 20}, {"bp192r1", "brainpoolp192r1", 24},
         {"BP-224", "brainpoolp224r1", 28}, {"brainpoolP320r1", "brainpoolp320r1", 40},
-        {"ecdsa-sha2-brainpoolP384r1", "brainpoolp384r1", 48}, {"bp-512", "brainpoolp512r1", 64},
+        {"BRAINPOOLP384R1", "brainpoolp384r1", 48}, {"bp-512", "brainpoolp512r1", 64},
         // A dotted identifier is accepted as a name through the identifier table.
         {"1.2.840.10045.3.1.7", "secp256r1", 32}, {"1.3.36.3.3.2.8.1.1.13", "brainpoolp512r1", 64},
     };
@@ -65,7 +65,7 @@ TEST(CurveLoading, EveryTableNameAndIdentifierRoundTrips) {
 
 TEST(CurveLoading, NearMissesAreRefusedWithBothErrorLines) {
     const char* refused[] = {"p-160",    "nistp192", "prime384v1", "ecdsa-sha2-nistp192", "ecdsa-sha2-secp256k1",
-                             "nistk256", "",         "secp256r1x", " 1.2.840.10045.3.1.7", "1.2.840.10045.3.1.7 "};
+                             "nistk256", "ecdsa-sha2-brainpoolP384r1", "",         "secp256r1x", " 1.2.840.10045.3.1.7", "1.2.840.10045.3.1.7 "};
     for (const char* name : refused) {
         EccCurve curve;
         LogBase log;
@@ -158,7 +158,9 @@ TEST(CurveNames, SshPuttyNames) {
         StringBuffer out("x:");  // appended to, never cleared
         EXPECT_EQ(curve.getPpkType(out, log), c.ppk != nullptr) << c.curve;
         EXPECT_EQ(std::string(out.getString()), std::string("x:") + (c.ppk ? c.ppk : "")) << c.curve;
-        if (c.ppk == nullptr) EXPECT_EQ(log.errors(), std::vector<std::string>{"Unsupported ecdsa curve."});
+        if (c.ppk == nullptr) {
+            EXPECT_EQ(log.errors(), std::vector<std::string>{"Unsupported ecdsa curve."});
+        }
     }
     EccCurve empty;
     EXPECT_STREQ(empty.puttyCurveName(), "nistp256");
