@@ -48,26 +48,39 @@ bool divDigits(const mp_digit* u, int nu, const mp_digit* v, int nv, mp_digit* q
     const mp_word base = mp_word{1} << MP_DIGIT_BIT;
     const mp_word vTop = vn[nv - 1];
     const mp_word vNext = vn[nv - 2];
+    const double vTopInverse = 1.0 / static_cast<double>(vTop);
     for (int j = nu - nv; j >= 0; --j) {
         mp_word num = (mp_word{un[j + nv]} << MP_DIGIT_BIT) | un[j + nv - 1];
-        mp_word qhat = num / vTop;
-        mp_word rhat = num % vTop;
+        // A 64-bit hardware division costs as much as a whole row of multiplications. The
+        // quotient is below 2^29 and the double product is accurate to far better than
+        // one unit, so the floating-point estimate is off by at most one either way.
+        mp_word qhat = static_cast<mp_word>(
+            static_cast<std::int64_t>(static_cast<double>(num) * vTopInverse));
+        std::int64_t rem = static_cast<std::int64_t>(num) - static_cast<std::int64_t>(qhat * vTop);
+        if (rem < 0) {
+            --qhat;
+            rem += static_cast<std::int64_t>(vTop);
+        } else if (rem >= static_cast<std::int64_t>(vTop)) {
+            ++qhat;
+            rem -= static_cast<std::int64_t>(vTop);
+        }
+        mp_word rhat = static_cast<mp_word>(rem);
         while (qhat >= base || qhat * vNext > ((rhat << MP_DIGIT_BIT) | un[j + nv - 2])) {
             --qhat;
             rhat += vTop;
             if (rhat >= base) break;
         }
-        // Multiply and subtract; t is signed so its arithmetic shift carries the borrow.
-        std::int64_t t = 0;
-        mp_word k = 0;
+        // Multiply and subtract with a signed running carry: the products do not depend
+        // on each other, so the only serial chain is one add and one arithmetic shift per
+        // digit. |acc| stays below 2^57.
+        std::int64_t acc = 0;
         for (int i = 0; i < nv; ++i) {
-            mp_word p = qhat * vn[i];
-            t = static_cast<std::int64_t>(un[i + j]) - static_cast<std::int64_t>(k) -
-                static_cast<std::int64_t>(p & MP_MASK);
-            un[i + j] = static_cast<mp_digit>(t) & MP_MASK;
-            k = (p >> MP_DIGIT_BIT) - static_cast<mp_word>(t >> MP_DIGIT_BIT);
+            acc += static_cast<std::int64_t>(un[i + j]) -
+                   static_cast<std::int64_t>(qhat * vn[i]);
+            un[i + j] = static_cast<mp_digit>(acc) & MP_MASK;
+            acc >>= MP_DIGIT_BIT;
         }
-        t = static_cast<std::int64_t>(un[j + nv]) - static_cast<std::int64_t>(k);
+        std::int64_t t = acc + static_cast<std::int64_t>(un[j + nv]);
         un[j + nv] = static_cast<mp_digit>(t) & MP_MASK;
         if (t < 0) {
             --qhat;

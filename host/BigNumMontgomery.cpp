@@ -61,6 +61,40 @@ static int reduceRows(mp_int& a, const mp_int& m, unsigned rho, int width) {
     return MP_OKAY;
 }
 
+// Unrolled column reduction for the curve field lengths: x holds 2N + 1 digits (zero past
+// the value); the N + 1 digits of (x + q*m) / R land in x[0 .. N].
+template <int N>
+void reduceFixed(mp_digit* x, const mp_digit* md, mp_digit r) {
+    mp_digit q[static_cast<std::size_t>(N)];
+    mp_word acc = 0;
+#pragma GCC unroll 64
+    for (int i = 0; i < N; ++i) {
+        acc += x[i];
+#pragma GCC unroll 64
+        for (int j = 0; j < i; ++j) acc += mp_word{q[j]} * md[i - j];
+        q[i] = (static_cast<mp_digit>(acc) * r) & MP_MASK;
+        acc += mp_word{q[i]} * md[0];
+        acc >>= MP_DIGIT_BIT;
+    }
+#pragma GCC unroll 64
+    for (int i = N; i < 2 * N; ++i) {
+        acc += x[i];
+#pragma GCC unroll 64
+        for (int j = i - N + 1; j < N; ++j) acc += mp_word{q[j]} * md[i - j];
+        x[i - N] = mpd::lo28(acc);
+        acc >>= MP_DIGIT_BIT;
+    }
+    x[N] = static_cast<mp_digit>(acc + x[2 * N]);
+    secureWipe(q, sizeof q);
+}
+
+using ReduceKernel = void (*)(mp_digit*, const mp_digit*, mp_digit);
+constexpr int kMaxFixed = 19;
+const ReduceKernel kReduceKernels[kMaxFixed + 1] = {
+    nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, reduceFixed<6>, reduceFixed<7>,
+    reduceFixed<8>, nullptr, reduceFixed<10>, nullptr, reduceFixed<12>, nullptr,
+    reduceFixed<14>, nullptr, nullptr, nullptr, nullptr, reduceFixed<19>};
+
 // Column-wise (Comba) reduction: the quotient digit q[i] is chosen while column i is being
 // summed, so that column's low digit becomes zero; the upper columns then hold
 // (a + q*m) / R. Column i of the upper half is written into digit i - n of a itself, which
@@ -76,6 +110,17 @@ int BigNum::mp_montgomery_reduce(mp_int& a, const mp_int& m, unsigned rho) {
     for (int i = na; i <= width; ++i) x[i] = 0;
 
     if (n > mpd::kMaxCombaColumn) return reduceRows(a, m, rho, width);
+    if (width == 2 * n && n <= kMaxFixed && kReduceKernels[n] != nullptr) {
+        kReduceKernels[n](x, m.dp, rho & MP_MASK);
+        a.used = mpd::trimmed(x, n + 1);
+        for (int i = a.used; i <= width; ++i) x[i] = 0;
+        a.sign = MP_ZPOS;
+        if (mpd::cmpMag(x, a.used, m.dp, n) >= 0) {
+            mpd::subMag(x, a.used, m.dp, n, x);
+            a.clamp();
+        }
+        return MP_OKAY;
+    }
 
     mpd::Scratch<mp_digit, MP_INLINE_DIGITS> qs;
     if (!qs.reserve(mpd::sz(n))) return MP_MEM;

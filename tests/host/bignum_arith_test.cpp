@@ -84,6 +84,37 @@ TEST(BigNumArith, SquareMatchesGmpInPlaceAndApart) {
     }
 }
 
+// Equal lengths take the unrolled kernels; every length up to 40 digits, with random and
+// all-ones digits (the largest column sums).
+TEST(BigNumArith, EqualLengthProductsAtEveryDigitCount) {
+    Operands rnd(11);
+    Mpz x, y, want;
+    for (unsigned digits = 1; digits <= 40; ++digits) {
+        SCOPED_TRACE(digits);
+        for (int i = 0; i < 60; ++i) {
+            const unsigned long bits = 28ul * digits;
+            if (i == 0) {
+                mpz_set_ui(x, 0);
+                mpz_setbit(x, bits);
+                mpz_sub_ui(x, x, 1);
+                mpz_set(y, x);
+            } else {
+                rnd.exact(x, bits - rnd.below(28));
+                rnd.exact(y, bits - rnd.below(28));
+            }
+            mp_int a, b, c;
+            fromMpz(a, x);
+            fromMpz(b, y);
+            ASSERT_EQ(BigNum::mp_mul(a, b, c), MP_OKAY);
+            mpz_mul(want, x, y);
+            ASSERT_TRUE(sameValue(c, want));
+            ASSERT_EQ(BigNum::mp_sqr(b, c), MP_OKAY);
+            mpz_mul(want, y, y);
+            ASSERT_TRUE(sameValue(c, want));
+        }
+    }
+}
+
 // Operands longer than 255 digits take the row-wise paths and live on the heap.
 TEST(BigNumArith, LongOperandsLeaveTheColumnPath) {
     Operands rnd(3);

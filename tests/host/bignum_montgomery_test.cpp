@@ -178,6 +178,38 @@ TEST(BigNumInvmod, MatchesGmpForOddAndEvenModuli) {
     EXPECT_LT(invertible, 2900);
 }
 
+// Consecutive Fibonacci numbers give the longest Euclid runs (every quotient 1); a tiny a
+// against a large m gives one huge quotient first. Both stress the step batching.
+TEST(BigNumInvmod, ExtremeQuotientSequences) {
+    Mpz f0, f1, want, big;
+    mpz_set_ui(f0, 1);
+    mpz_set_ui(f1, 2);
+    for (int k = 0; k < 1600; ++k) {
+        mpz_add(f0, f0, f1);
+        mpz_swap(f0, f1);
+        mp_int a, m, c;
+        fromMpz(a, f0);
+        fromMpz(m, f1);
+        ASSERT_EQ(mpz_invert(want, f0, f1), 1);
+        ASSERT_EQ(BigNum::mp_invmod(a, m, c), MP_OKAY) << k;
+        ASSERT_TRUE(sameValue(c, want)) << k;
+    }
+    Operands rnd(23);
+    for (int i = 0; i < 500; ++i) {
+        rnd.exact(big, 100 + rnd.below(900));
+        mpz_set_ui(f0, rnd.below(1000) + 2);
+        if (i % 2) mpz_mul_2exp(f0, f0, rnd.below(200));  // a few digits against many
+        mp_int a, m, c;
+        fromMpz(a, f0);
+        fromMpz(m, big);
+        const bool exists = mpz_invert(want, f0, big) != 0;
+        ASSERT_EQ(BigNum::mp_invmod(a, m, c) == MP_OKAY, exists);
+        if (exists) {
+            ASSERT_TRUE(sameValue(c, want));
+        }
+    }
+}
+
 TEST(BigNumInvmod, DegenerateInputs) {
     struct Case {
         long a;
