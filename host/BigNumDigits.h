@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <new>
+#include <utility>
 
 #include "host/SecureWipe.h"
 #include "host/mp_int.h"
@@ -17,6 +18,18 @@ namespace mpd {
 constexpr int kMaxCombaColumn = 255;
 
 inline mp_digit lo28(mp_word w) { return static_cast<mp_digit>(w) & MP_MASK; }
+
+// sum of a[Lo + i] * b[K - Lo - i] over the index pack, expanded at compile time: the
+// unrolled kernels are built from these, without loop pragmas the compilers may refuse.
+template <int K, int Lo, std::size_t... I>
+inline mp_word dotColumn(const mp_digit* a, const mp_digit* b, std::index_sequence<I...>) {
+    return (mp_word{0} + ... +
+            (mp_word{a[Lo + static_cast<int>(I)]} * b[K - Lo - static_cast<int>(I)]));
+}
+template <int K, int Lo, int Hi>
+inline mp_word dot(const mp_digit* a, const mp_digit* b) {
+    return dotColumn<K, Lo>(a, b, std::make_index_sequence<static_cast<std::size_t>(Hi - Lo)>{});
+}
 
 // Working storage for one operation: on the stack for the sizes the curves need, on the
 // heap beyond. What it held may be derived from a secret, so it is wiped on the way out.

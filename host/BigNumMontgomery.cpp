@@ -63,29 +63,39 @@ static int reduceRows(mp_int& a, const mp_int& m, unsigned rho, int width) {
 
 // Unrolled column reduction for the curve field lengths: x holds 2N + 1 digits (zero past
 // the value); the N + 1 digits of (x + q*m) / R land in x[0 .. N].
-template <int N>
-void reduceFixed(mp_digit* x, const mp_digit* md, mp_digit r) {
+template <int N, int I>
+inline void reduceLowColumn(const mp_digit* x, const mp_digit* md, mp_digit r, mp_digit* q,
+                            mp_word& acc) {
+    acc += x[I];
+    acc += mpd::dot<I, 0, I>(q, md);
+    q[I] = (static_cast<mp_digit>(acc) * r) & MP_MASK;
+    acc += mp_word{q[I]} * md[0];
+    acc >>= MP_DIGIT_BIT;
+}
+
+template <int N, int I>
+inline void reduceHighColumn(mp_digit* x, const mp_digit* md, const mp_digit* q, mp_word& acc) {
+    acc += x[I];
+    acc += mpd::dot<I, I - N + 1, N>(q, md);
+    x[I - N] = mpd::lo28(acc);
+    acc >>= MP_DIGIT_BIT;
+}
+
+template <int N, std::size_t... I>
+inline void reduceColumns(mp_digit* x, const mp_digit* md, mp_digit r, std::index_sequence<I...>) {
     mp_digit q[static_cast<std::size_t>(N)];
     mp_word acc = 0;
-#pragma GCC unroll 64
-    for (int i = 0; i < N; ++i) {
-        acc += x[i];
-#pragma GCC unroll 64
-        for (int j = 0; j < i; ++j) acc += mp_word{q[j]} * md[i - j];
-        q[i] = (static_cast<mp_digit>(acc) * r) & MP_MASK;
-        acc += mp_word{q[i]} * md[0];
-        acc >>= MP_DIGIT_BIT;
-    }
-#pragma GCC unroll 64
-    for (int i = N; i < 2 * N; ++i) {
-        acc += x[i];
-#pragma GCC unroll 64
-        for (int j = i - N + 1; j < N; ++j) acc += mp_word{q[j]} * md[i - j];
-        x[i - N] = mpd::lo28(acc);
-        acc >>= MP_DIGIT_BIT;
-    }
+    (reduceLowColumn<N, static_cast<int>(I)>(x, md, r, q, acc), ...);
+    (reduceHighColumn<N, N + static_cast<int>(I)>(x, md, q, acc), ...);
     x[N] = static_cast<mp_digit>(acc + x[2 * N]);
     secureWipe(q, sizeof q);
+}
+
+// Unrolled column reduction for the curve field lengths: x holds 2N + 1 digits (zero past
+// the value); the N + 1 digits of (x + q*m) / R land in x[0 .. N].
+template <int N>
+void reduceFixed(mp_digit* x, const mp_digit* md, mp_digit r) {
+    reduceColumns<N>(x, md, r, std::make_index_sequence<static_cast<std::size_t>(N)>{});
 }
 
 using ReduceKernel = void (*)(mp_digit*, const mp_digit*, mp_digit);

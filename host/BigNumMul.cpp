@@ -19,39 +19,50 @@ static void mulRows(const mp_digit* a, int na, const mp_digit* b, int nb, mp_dig
     }
 }
 
-// Fully unrolled kernels for the operand lengths of the curve fields (160 to 521 bits);
-// with constant bounds the compiler drops all loop control and schedules the products of
-// neighbouring columns together.
+// Fully unrolled kernels for the operand lengths of the curve fields (160 to 521 bits):
+// every column is a fixed sum, so there is no loop control and the products of
+// neighbouring columns can be scheduled together.
+template <int N, int K>
+inline void mulColumn(const mp_digit* a, const mp_digit* b, mp_digit* out, mp_word& acc) {
+    constexpr int lo = K < N ? 0 : K - N + 1;
+    constexpr int hi = K < N ? K : N - 1;
+    acc += dot<K, lo, hi + 1>(a, b);
+    out[K] = lo28(acc);
+    acc >>= MP_DIGIT_BIT;
+}
+
+template <int N, std::size_t... K>
+inline void mulColumns(const mp_digit* a, const mp_digit* b, mp_digit* out,
+                       std::index_sequence<K...>) {
+    mp_word acc = 0;
+    (mulColumn<N, static_cast<int>(K)>(a, b, out, acc), ...);
+    out[2 * N - 1] = static_cast<mp_digit>(acc);
+}
+
 template <int N>
 void mulFixed(const mp_digit* a, const mp_digit* b, mp_digit* out) {
+    mulColumns<N>(a, b, out, std::make_index_sequence<static_cast<std::size_t>(2 * N - 1)>{});
+}
+
+template <int N, int K>
+inline void sqrColumn(const mp_digit* a, mp_digit* out, mp_word& acc) {
+    constexpr int lo = K < N ? 0 : K - N + 1;
+    acc += dot<K, lo, (K + 1) / 2>(a, a) << 1;
+    if constexpr ((K & 1) == 0) acc += mp_word{a[K / 2]} * a[K / 2];
+    out[K] = lo28(acc);
+    acc >>= MP_DIGIT_BIT;
+}
+
+template <int N, std::size_t... K>
+inline void sqrColumns(const mp_digit* a, mp_digit* out, std::index_sequence<K...>) {
     mp_word acc = 0;
-#pragma GCC unroll 64
-    for (int k = 0; k < 2 * N - 1; ++k) {
-        const int lo = k < N ? 0 : k - N + 1;
-        const int hi = k < N ? k : N - 1;
-#pragma GCC unroll 64
-        for (int i = lo; i <= hi; ++i) acc += mp_word{a[i]} * b[k - i];
-        out[k] = lo28(acc);
-        acc >>= MP_DIGIT_BIT;
-    }
+    (sqrColumn<N, static_cast<int>(K)>(a, out, acc), ...);
     out[2 * N - 1] = static_cast<mp_digit>(acc);
 }
 
 template <int N>
 void sqrFixed(const mp_digit* a, mp_digit* out) {
-    mp_word acc = 0;
-#pragma GCC unroll 64
-    for (int k = 0; k < 2 * N - 1; ++k) {
-        const int lo = k < N ? 0 : k - N + 1;
-        mp_word cross = 0;
-#pragma GCC unroll 64
-        for (int i = lo; i < (k + 1) / 2; ++i) cross += mp_word{a[i]} * a[k - i];
-        acc += cross << 1;
-        if ((k & 1) == 0) acc += mp_word{a[k / 2]} * a[k / 2];
-        out[k] = lo28(acc);
-        acc >>= MP_DIGIT_BIT;
-    }
-    out[2 * N - 1] = static_cast<mp_digit>(acc);
+    sqrColumns<N>(a, out, std::make_index_sequence<static_cast<std::size_t>(2 * N - 1)>{});
 }
 
 using MulKernel = void (*)(const mp_digit*, const mp_digit*, mp_digit*);

@@ -67,6 +67,9 @@ void checkModulus(mpz_srcptr p, Operands& rnd, int rounds) {
             mpz_sub_ui(x, mR, 1);
         } else if (i == 1) {
             mpz_set_ui(x, 0);
+        } else if (i % 7 == 2) {  // multiples of p reduce to exactly p before the last step
+            mpz_urandomm(x, rnd.state, r);
+            mpz_mul(x, x, p);
         } else {
             mpz_urandomm(x, rnd.state, mR);
         }
