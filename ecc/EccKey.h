@@ -1,0 +1,52 @@
+#pragma once
+
+#include "ecc/curves/EccCurve.h"
+#include "ecc/generic/EccPoint.h"
+#include "host/DataBuffer.h"
+#include "host/KeyBase.h"
+#include "host/LogBase.h"
+#include "host/StringBuffer.h"
+#include "host/mp_int.h"
+
+namespace vn {
+
+// One elliptic-curve key on a named prime curve: empty, public-only (curve and point) or
+// private (curve, scalar k and the public point derived from it). The four members are plain
+// data that the key's operations read and write directly; copies are deep.
+class EccKey : public KeyBase {
+public:
+    EccKey();
+    ~EccKey() override;
+
+    // A new key on the heap, or null when it cannot be made; delete it through the pointer.
+    static EccKey* createNewObject();
+
+    void clearEccKey();
+    void copyFromEccKey(const EccKey& other);
+
+    // fieldBytes * 8: byte-rounded, so 528 for secp521r1; 0 for an empty key.
+    unsigned int get_ModulusBitLen() const;
+    bool loadCurveByOid(StringBuffer& oid, LogBase& log);
+    void getCurveOid(StringBuffer& out) const;
+
+    // Appends the public point as an X9.63 uncompressed octet string.
+    bool exportEccPoint(DataBuffer& out, LogBase& log);
+    // True when the public point satisfies the curve equation.
+    bool isPoint(LogBase& log);
+
+    // Out = kA*A + kB*B in affine coordinates by Shamir's trick over 2-bit windows. Out may be
+    // A or B. False when both scalars are zero or a scalar is longer than 256 bytes.
+    bool mul2add(EccPoint& A, mp_int& kA, EccPoint& B, mp_int& kB, EccPoint& Out, mp_int* ma, mp_int& modulus,
+                 LogBase& log);
+
+    // Operations on secp256k1 keys (every alias of it) run on the fixed-width constant-time
+    // engine; every other curve, and a key without a curve, on the generic engine.
+    bool usesSecp256k1Engine() const { return m_curve.name.equals("secp256k1"); }
+
+    int m_keyType;  // 1: private key; 0: public-only or empty
+    EccCurve m_curve;
+    EccPoint m_pubPoint;
+    mp_int m_k;
+};
+
+}  // namespace vn
