@@ -1,3 +1,5 @@
+#include <climits>
+
 #include "host/BigNum.h"
 #include "host/BigNumDigits.h"
 #include "host/DataBuffer.h"
@@ -48,7 +50,7 @@ bool BigNum::mp_read_radix(mp_int& a, const char* text, int radix) {
     if (text == nullptr || text[0] == '\0' || radix < 2 || radix > 16) return false;
     int len = 0;
     for (const char* p = text; *p != '\0'; ++p, ++len) {
-        if (hexValue(*p) >= radix) return false;
+        if (hexValue(*p) >= radix || len >= INT_MAX / 4 - 8) return false;
     }
     if (radix == 16) {
         // Four bits per character, gathered straight into digits from the low end.
@@ -92,7 +94,7 @@ bool BigNum::mp_read_radix(mp_int& a, const char* text, int radix) {
 bool BigNum::mpint_from_bytes(mp_int& a, const unsigned char* bytes, int len) {
     a.used = 0;
     a.sign = MP_ZPOS;
-    if (len < 0 || (len > 0 && bytes == nullptr)) return false;
+    if (len < 0 || (len > 0 && bytes == nullptr) || len > INT_MAX / 8 - 4) return false;
     if (len == 0) return true;
     const int digits = (len * 8 + MP_DIGIT_BIT - 1) / MP_DIGIT_BIT;
     if (a.grow(digits) != MP_OKAY) return false;

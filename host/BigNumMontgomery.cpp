@@ -111,7 +111,7 @@ const ReduceKernel kReduceKernels[kMaxFixed + 1] = {
 // is safe because that digit was consumed by an earlier column.
 int BigNum::mp_montgomery_reduce(mp_int& a, const mp_int& m, unsigned rho) {
     const int n = m.used;
-    if (n == 0 || a.sign == MP_NEG) return MP_VAL;
+    if (n == 0 || m.sign == MP_NEG || (m.dp[0] & 1) == 0 || a.sign == MP_NEG) return MP_VAL;
     const int na = a.used;
     const int width = na > 2 * n ? na : 2 * n;
     int err = a.grow(width + 1);

@@ -1,5 +1,6 @@
 #include "host/mp_int.h"
 
+#include <climits>
 #include <cstring>
 #include <new>
 
@@ -18,6 +19,7 @@ mp_int::~mp_int() {
 
 int mp_int::grow(int n) {
     if (n <= alloc) return MP_OKAY;
+    if (n > (INT_MAX - 8) / 2) return MP_MEM;  // the headroom below must not overflow
     // Round up so that a value creeping up digit by digit does not reallocate every time.
     int newAlloc = n + (n >> 1) + 8;
     mp_digit* fresh = new (std::nothrow) mp_digit[static_cast<std::size_t>(newAlloc)];

@@ -148,6 +148,7 @@ TEST(BigNumMontgomery, RejectsUnusableModuli) {
     EXPECT_NE(BigNum::mp_montgomery_normalization(a, zero), MP_OKAY);
     BigNum::mp_set(a, 5);
     EXPECT_NE(BigNum::mp_montgomery_reduce(a, zero, rho), MP_OKAY);
+    EXPECT_NE(BigNum::mp_montgomery_reduce(a, even, rho), MP_OKAY);
 }
 
 TEST(BigNumInvmod, MatchesGmpForOddAndEvenModuli) {
