@@ -10,21 +10,12 @@
 #include <vector>
 
 #include "host/BigNum.h"
+#include "support/gmp_mpz.h"
 
 namespace vn {
 namespace testing_gmp {
 
-class Mpz {
-public:
-    Mpz() { mpz_init(z); }
-    explicit Mpz(const char* hex) { mpz_init_set_str(z, hex, 16); }
-    ~Mpz() { mpz_clear(z); }
-    Mpz(const Mpz&) = delete;
-    Mpz& operator=(const Mpz&) = delete;
-    operator mpz_ptr() { return z; }
-    operator mpz_srcptr() const { return z; }
-    mpz_t z;
-};
+using testing_support::Mpz;
 
 inline void toMpz(const mp_int& a, mpz_t out) {
     std::vector<std::uint32_t> d(static_cast<std::size_t>(a.get_digit_count()));

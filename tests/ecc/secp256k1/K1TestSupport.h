@@ -11,6 +11,7 @@
 #include "ecc/secp256k1/CurvePt.h"
 #include "ecc/secp256k1/FieldElement.h"
 #include "ecc/secp256k1/Unsigned256.h"
+#include "support/gmp_mpz.h"
 
 namespace k1test {
 
@@ -20,20 +21,10 @@ using vn::_vnUnsigned256;
 using vn::s_ONE;
 using vn::s_ZERO;
 
-// RAII around mpz_t.
-struct Mpz {
-    mpz_t v;
-    Mpz() { mpz_init(v); }
-    explicit Mpz(const char* hex) { mpz_init_set_str(v, hex, 16); }
-    explicit Mpz(const _vnUnsigned256& u) {
-        mpz_init(v);
-        mpz_import(v, 8, -1, sizeof(std::uint32_t), 0, 0, u.words);
-    }
-    ~Mpz() { mpz_clear(v); }
-    Mpz(const Mpz&) = delete;
-    Mpz& operator=(const Mpz&) = delete;
-    operator mpz_ptr() { return v; }
-    operator mpz_srcptr() const { return v; }
+// GMP's integer, also built from a 256-bit value.
+struct Mpz : vn::testing_support::Mpz {
+    using vn::testing_support::Mpz::Mpz;
+    explicit Mpz(const _vnUnsigned256& u) { mpz_import(z, 8, -1, sizeof(std::uint32_t), 0, 0, u.words); }
 };
 
 // The low 256 bits of z (z >= 0).

@@ -46,7 +46,7 @@ TEST(Uint256Conversions, RoundTripAgreesWithGmp) {
         Mpz z(gen.u256());
         mpz_fdiv_r_2exp(z, z, static_cast<mp_bitcnt_t>(1 + iter % 256));
         char hex[80];
-        gmp_snprintf(hex, sizeof hex, "%Zx", z.v);
+        gmp_snprintf(hex, sizeof hex, "%Zx", z.z);
 
         mp_int m;
         setHex(m, hex);
@@ -57,7 +57,7 @@ TEST(Uint256Conversions, RoundTripAgreesWithGmp) {
         mp_int back;
         vn::uint256_to_mp_int(u, back);
         ASSERT_EQ(BigNum::mp_cmp(back, m), 0) << hex;
-        const int minimalBytes = mpz_sgn(z.v) == 0 ? 0 : static_cast<int>(mpz_sizeinbase(z, 256));
+        const int minimalBytes = mpz_sgn(z.z) == 0 ? 0 : static_cast<int>(mpz_sizeinbase(z, 256));
         ASSERT_EQ(BigNum::mp_unsigned_bin_size(back), minimalBytes) << hex;
     }
 }

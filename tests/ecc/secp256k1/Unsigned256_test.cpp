@@ -161,8 +161,8 @@ TEST(Unsigned256, AgreesWithGmpOnRandomOperands) {
         _vnUnsigned256 d = a;
         const std::uint32_t borrow = d.subtract(b, flag);
         mpz_sub(zr, ma, mb);
-        ASSERT_EQ(borrow, mpz_sgn(zr.v) < 0 ? 1u : 0u);
-        if (mpz_sgn(zr.v) < 0) mpz_add(zr, zr, two256);
+        ASSERT_EQ(borrow, mpz_sgn(zr.z) < 0 ? 1u : 0u);
+        if (mpz_sgn(zr.z) < 0) mpz_add(zr, zr, two256);
         ASSERT_EQ(d, toU256(zr)) << hexOf(a) << " - " << hexOf(b);
 
         _vnUnsigned256 l = a;
