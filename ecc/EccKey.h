@@ -6,6 +6,7 @@
 #include "host/KeyBase.h"
 #include "host/LogBase.h"
 #include "host/StringBuffer.h"
+#include "host/Prng.h"
 #include "host/mp_int.h"
 
 namespace vn {
@@ -28,6 +29,38 @@ public:
     unsigned int get_ModulusBitLen() const;
     bool loadCurveByOid(StringBuffer& oid, LogBase& log);
     void getCurveOid(StringBuffer& out) const;
+
+    // Key generation: from the caller's generator (fieldBytes random bytes), from a scalar
+    // given as text in an encoding ("hex", "base64"), or from another key's scalar with a
+    // check that the recomputed public point equals the other key's.
+    bool generateNewKey(const StringBuffer& curveName, _vnPrng& prng, LogBase& log);
+    bool generateNewKey2(const StringBuffer& curveName, const char* kText, const char* encoding, LogBase& log);
+    // Q = k*G from the key's curve and k; on the generic curves k is first reduced mod n.
+    bool genPubKey(LogBase& log);
+    bool regeneratePubKey(EccKey& source, LogBase& log);
+
+    // ECDSA over a caller-computed digest, cut to fieldBytes when longer (below 64-byte
+    // fields). sig receives DER (bAsn) or raw r || s, each half fieldBytes wide.
+    bool eccSignHash(const unsigned char* hash, unsigned int inlen, _vnPrng& prng, bool bAsn, DataBuffer& sig,
+                     LogBase& log);
+    // Appends the SSH signature body: string(mpint r), string(mpint s).
+    bool eccSignHash_forSsh(const unsigned char* hash, unsigned int inlen, _vnPrng& prng, DataBuffer& sig,
+                            LogBase& log);
+    // A DER or raw signature re-encoded as DER; the unsigned argument is ignored.
+    static bool eccWrapSigAsn_forTls(const DataBuffer& sigIn, unsigned int unused, DataBuffer& derOut, LogBase& log);
+    // The result says whether verification could be carried out; sigValid whether the
+    // signature is valid. rLen (with useRLen) splits a raw signature of any size.
+    bool eccVerifyHash(const unsigned char* sig, unsigned int siglen, bool useRLen, const unsigned char* hash,
+                       unsigned int inlen, bool& sigValid, LogBase& log, unsigned int rLen);
+
+    // The secp256k1 paths of signing and verification, on the fixed-width engine.
+    bool eccSignHashK(const unsigned char* hash, unsigned int inlen, _vnPrng& prng, bool bAsn, DataBuffer& sig,
+                      LogBase& log);
+    bool eccVerifyHashK(const unsigned char* sig, unsigned int siglen, bool useRLen, const unsigned char* hash,
+                        unsigned int inlen, bool& sigValid, LogBase& log, unsigned int rLen);
+
+    // ECDH: the x-coordinate of k * pubKey's point, fieldBytes wide.
+    bool sharedSecret(EccKey& pubKey, DataBuffer& secret, LogBase& log);
 
     // Appends the public point as an X9.63 uncompressed octet string.
     bool exportEccPoint(DataBuffer& out, LogBase& log);
