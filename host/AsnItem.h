@@ -1,5 +1,8 @@
 #pragma once
 
+#include <memory>
+#include <vector>
+
 #include "host/DataBuffer.h"
 #include "host/LogBase.h"
 #include "host/VantorObject.h"
@@ -23,6 +26,9 @@ public:
     bool appendUnsignedInt_ensure7bit(mp_int& value, LogBase& log);
 
     bool isConstructed() const;
+    // The tag number (2 INTEGER, 16 SEQUENCE) for universal items; for application,
+    // context-specific and private items the whole identifier byte (0xA0 for [0] constructed),
+    // so that they never pass for a universal type.
     int getTag() const;
     int numSubItems() const;
     // Sub-item i, still owned by this item; null when there is none.
@@ -31,9 +37,16 @@ public:
     // negative INTEGER or one with a superfluous leading 00.
     bool get_mp(mp_int& out, LogBase& log);
 
-    // Internals are the codec's business; see AsnItem.cpp.
-    struct Impl;
-    Impl* m_impl;
+private:
+    friend class DerCodec;
+
+    // The identifier byte as it appears on the wire; 0 for an item that is nothing yet.
+    unsigned char m_ident = 0;
+    // Content octets of a primitive item; constructed items keep theirs as sub-items.
+    DataBuffer m_content;
+    std::vector<std::unique_ptr<vn_asnItem>> m_subItems;
+
+    bool appendInteger(mp_int& value, LogBase& log);
 };
 
 // DER encoding and strict decoding of vn_asnItem trees.
@@ -46,6 +59,11 @@ public:
     static vn_asnItem* derToItem(const unsigned char* der, unsigned int len, unsigned int& consumed, LogBase& log);
     // Writes a description of bytes that failed to load as a key to the log.
     static void derDiagnostic(const DataBuffer& der, LogBase& log);
+
+private:
+    // Throws std::bad_alloc; derToItem turns that into a failure.
+    static std::unique_ptr<vn_asnItem> parseTree(const unsigned char* der, unsigned avail, int depth,
+                                                 unsigned& consumed, LogBase& log);
 };
 
 }  // namespace vn
