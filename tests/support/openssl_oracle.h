@@ -143,6 +143,23 @@ inline std::vector<std::string> genericCurves() {
             "brainpoolp320r1", "brainpoolp384r1", "brainpoolp512r1"};
 }
 
+using EcKeyPtr = std::unique_ptr<EC_KEY, decltype(&EC_KEY_free)>;
+
+// OpenSSL's view of one of our keys: the public point, and the private scalar when it has one.
+inline EcKeyPtr toOpenSslKey(const EccKey& key) {
+    EcKeyPtr ec(EC_KEY_new_by_curve_name(nidOf(key.m_curve.name.getString())), EC_KEY_free);
+    BnPtr x = newBn(), y = newBn();
+    toBn(key.m_pubPoint.x, x.get());
+    toBn(key.m_pubPoint.y, y.get());
+    if (EC_KEY_set_public_key_affine_coordinates(ec.get(), x.get(), y.get()) != 1) return EcKeyPtr(nullptr, EC_KEY_free);
+    if (key.m_keyType == 1) {
+        BnPtr k = newBn();
+        toBn(key.m_k, k.get());
+        EC_KEY_set_private_key(ec.get(), k.get());
+    }
+    return ec;
+}
+
 inline bool samePoint(const EccPoint& a, const EccPoint& b) {
     return BigNum::mp_cmp(a.x, b.x) == 0 && BigNum::mp_cmp(a.y, b.y) == 0 && BigNum::mp_cmp(a.z, b.z) == 0;
 }
