@@ -154,7 +154,6 @@ TEST(FastPath, InteropWithOpenSslInBothDirections) {
     for (int iter = 0; iter < 12; ++iter) {
         EccKey key;
         makeKey(key, gen.below(kOrder));
-        if (key.m_k.isZero()) continue;
         const std::string before = snapshot(key);
         const OsslKey ossl(key, true);
         const Bytes digest = randomDigest(gen);
@@ -316,7 +315,8 @@ TEST(FastPath, RefusalsLeaveKeyAndOutputUntouched) {
     BigNum::mp_read_radix(key.m_k, ("1" + std::string(58, '0') + "c0ffee").c_str(), 16);
     log.clearLog();
     EXPECT_FALSE(key.eccSignHashK(digest.data(), 32, prng, false, sig, log));
-    EXPECT_EQ(log.errors().size(), 1u);
+    EXPECT_EQ(log.errors(),
+              std::vector<std::string>{"Private key is wider than 256 bits; it is not a secp256k1 scalar."});
     EXPECT_EQ(sig.getSize(), 0u);
 }
 
