@@ -61,7 +61,9 @@ const char* readHeader(const unsigned char* der, unsigned avail, Header& h) {
         // DER fixes the form of universal types: SEQUENCE and SET constructed, the rest
         // (INTEGER, the string types, ...) primitive.
         const bool mustBeConstructed = number == 16 || number == 17;
-        if (constructed != mustBeConstructed) return "ASN.1 universal type has the wrong form (primitive/constructed).";
+        if (constructed != mustBeConstructed) {
+            return "ASN.1 universal type has the wrong form (primitive/constructed).";
+        }
     }
     const unsigned char b1 = der[1];
     if (b1 < 0x80) {
@@ -187,13 +189,20 @@ bool vn_asnItem::get_mp(mp_int& out, LogBase& log) {
 // DerCodec
 
 bool DerCodec::itemToDer(vn_asnItem& item, DataBuffer& out) {
+    const unsigned oldSize = out.getSize();
+    if (encodeTree(item, out)) return true;
+    out.truncate(oldSize);
+    return false;
+}
+
+bool DerCodec::encodeTree(const vn_asnItem& item, DataBuffer& out) {
     if (item.m_ident == 0) return false;
     if (!item.isConstructed()) {
         return appendHeader(item.m_ident, item.m_content.getSize(), out) && out.append(item.m_content);
     }
     DataBuffer body;
     for (const std::unique_ptr<vn_asnItem>& sub : item.m_subItems) {
-        if (!itemToDer(*sub, body)) return false;
+        if (!encodeTree(*sub, body)) return false;
     }
     return appendHeader(item.m_ident, body.getSize(), out) && out.append(body);
 }
@@ -234,7 +243,8 @@ std::unique_ptr<vn_asnItem> DerCodec::parseTree(const unsigned char* der, unsign
         unsigned pos = 0;
         while (pos < h.contentLen) {
             unsigned used = 0;
-            std::unique_ptr<vn_asnItem> sub = parseTree(content + pos, h.contentLen - pos, depth + 1, used, log);
+            std::unique_ptr<vn_asnItem> sub =
+                parseTree(content + pos, h.contentLen - pos, depth + 1, used, log);
             if (!sub) return nullptr;
             item->m_subItems.push_back(std::move(sub));
             pos += used;
@@ -285,7 +295,9 @@ void describeTree(vn_asnItem& item, int depth, int& lines, LogBase& log) {
     std::snprintf(text, sizeof text, "depth %d: tag 0x%02X%s%s, %u bytes", depth,
                   static_cast<unsigned>(tag), name[0] != '\0' ? " " : "", name, der.getSize());
     log.LogInfo(text);
-    for (int i = 0; i < item.numSubItems(); ++i) describeTree(*item.getSubItem_doNotDelete(i), depth + 1, lines, log);
+    for (int i = 0; i < item.numSubItems(); ++i) {
+        describeTree(*item.getSubItem_doNotDelete(i), depth + 1, lines, log);
+    }
     if (lines == kMaxDiagnosticLines) {
         log.LogInfo("(further elements not listed)");
         ++lines;

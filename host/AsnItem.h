@@ -61,6 +61,7 @@ public:
     static void derDiagnostic(const DataBuffer& der, LogBase& log);
 
 private:
+    static bool encodeTree(const vn_asnItem& item, DataBuffer& out);
     // Throws std::bad_alloc; derToItem turns that into a failure.
     static std::unique_ptr<vn_asnItem> parseTree(const unsigned char* der, unsigned avail, int depth,
                                                  unsigned& consumed, LogBase& log);

@@ -64,7 +64,9 @@ void sha1(const unsigned char* data, std::size_t len, unsigned char* out) {
     const std::size_t tailLen =
         padTail(data + full * kBlock, len - full * kBlock, len, kBlock, 8, true, tail);
     for (std::size_t off = 0; off < tailLen; off += kBlock) compress(h, tail + off, w);
-    for (unsigned i = 0; i < kSha1Len; ++i) out[i] = static_cast<unsigned char>(h[i / 4] >> (24 - 8 * (i % 4)));
+    for (unsigned i = 0; i < kSha1Len; ++i) {
+        out[i] = static_cast<unsigned char>(h[i / 4] >> (24 - 8 * (i % 4)));
+    }
     // The message may have been a secret; leave none of it behind on the stack.
     secureWipe(h, sizeof h);
     secureWipe(w, sizeof w);

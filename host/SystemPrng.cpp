@@ -29,11 +29,12 @@ bool _vnSystemPrng::genRandomBytes(unsigned int n, DataBuffer& out, LogBase& log
         // getrandom returns at most 32 MiB per call and may return less when interrupted.
         const ssize_t got = getrandom(dst + done, n - done, 0);
         if (got < 0) {
-            if (errno == EINTR) continue;
+            const int err = errno;
+            if (err == EINTR) continue;
             secureWipe(dst, done);
             out.truncate(oldSize);
             log.LogError("getrandom failed.");
-            log.LogDataLong("errno", errno);
+            log.LogDataLong("errno", err);
             return false;
         }
         done += static_cast<std::size_t>(got);

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -240,6 +241,39 @@ TEST(AsnItem, NestingLimit) {
     EXPECT_FALSE(decode(nested(100), consumed, log));
 }
 
+// Whatever the decoder accepts must re-encode to exactly the bytes it consumed: a second
+// accepted encoding of the same tree is the malleability strict DER exists to prevent.
+// Mutated inputs sit in exact-size heap blocks so the sanitizer build catches any over-read.
+TEST(AsnItem, AcceptedInputsHaveOneEncodingAndPrefixesFail) {
+    const Bytes seed = encodeInts({"7FFF0102", "80", "0"});
+    for (std::size_t cut = 0; cut < seed.size(); ++cut) {
+        LogBase log;
+        unsigned consumed = 0;
+        const Bytes prefix(seed.begin(), seed.begin() + static_cast<long>(cut));
+        EXPECT_FALSE(decode(prefix, consumed, log)) << cut;
+    }
+    std::mt19937 rng(5);
+    int accepted = 0;
+    for (int round = 0; round < 20000; ++round) {
+        Bytes der = seed;
+        const std::size_t edits = 1 + rng() % 3;
+        for (std::size_t e = 0; e < edits; ++e) {
+            der[rng() % der.size()] = static_cast<unsigned char>(rng());
+        }
+        if (rng() % 4 == 0) der.resize(rng() % der.size() + 1);
+        LogNull log;
+        unsigned consumed = 0;
+        std::unique_ptr<vn_asnItem> tree = decode(der, consumed, log);
+        if (!tree) continue;
+        ++accepted;
+        ASSERT_LE(consumed, der.size());
+        DataBuffer again;
+        ASSERT_TRUE(DerCodec::itemToDer(*tree, again));
+        ASSERT_EQ(toBytes(again), Bytes(der.begin(), der.begin() + consumed)) << round;
+    }
+    EXPECT_GT(accepted, 100);
+}
+
 TEST(AsnItem, GetMpRefusals) {
     struct Case {
         const char* why;
@@ -299,7 +333,8 @@ TEST(AsnItem, DiagnosticDescribesOrExplains) {
     DataBuffer many;
     Bytes body;
     for (int i = 0; i < 500; ++i) body.insert(body.end(), {0x02, 0x01, 0x01});
-    Bytes der = {0x30, 0x82, static_cast<unsigned char>(body.size() >> 8), static_cast<unsigned char>(body.size())};
+    Bytes der = {0x30, 0x82, static_cast<unsigned char>(body.size() >> 8),
+                 static_cast<unsigned char>(body.size())};
     der.insert(der.end(), body.begin(), body.end());
     many.append(der.data(), static_cast<unsigned>(der.size()));
     LogBase log;
