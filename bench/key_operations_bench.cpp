@@ -2,6 +2,7 @@
 // operations on the same curve and, for secp256k1, libsecp256k1 where it is installed.
 
 #include <benchmark/benchmark.h>
+#include <openssl/ec.h>
 #include <openssl/evp.h>
 #include <openssl/obj_mac.h>
 
@@ -162,14 +163,15 @@ BENCHMARK(BM_openssl_ecdh)->DenseRange(0, kCurveCount - 1)->Unit(benchmark::kMic
 struct Secp256k1Context {
     Secp256k1Context() : ctx(secp256k1_context_create(SECP256K1_CONTEXT_SIGN | SECP256K1_CONTEXT_VERIFY)) {
         for (unsigned i = 0; i < 32; ++i) seckey[i] = static_cast<unsigned char>(i + 1);
-        secp256k1_ec_pubkey_create(ctx, &pubkey, seckey);
-        secp256k1_ecdsa_sign(ctx, &sig, kDigest, seckey, nullptr, nullptr);
+        ok = secp256k1_ec_pubkey_create(ctx, &pubkey, seckey) == 1 &&
+             secp256k1_ecdsa_sign(ctx, &sig, kDigest, seckey, nullptr, nullptr) == 1;
     }
     ~Secp256k1Context() { secp256k1_context_destroy(ctx); }
     secp256k1_context* ctx;
     unsigned char seckey[32];
     secp256k1_pubkey pubkey;
     secp256k1_ecdsa_signature sig;
+    bool ok;
 };
 
 void BM_libsecp256k1_keygen(benchmark::State& state) {

@@ -287,6 +287,27 @@ TEST(SignatureForms, RawSizesAndCallerSplit) {
     EXPECT_EQ(log2.errors().front(), "Unexpected size for R,S signature.");
 }
 
+TEST(SignatureForms, RawSignaturesSplitByTheirSize) {
+    struct Case {
+        const char* curve;
+        unsigned rawLen;
+    } cases[] = {{"secp192r1", 48}, {"brainpoolP256r1", 64}, {"brainpoolP384r1", 96}, {"brainpoolP512r1", 128},
+                 {"secp521r1", 132}};
+    for (const Case& c : cases) {
+        EccKey key;
+        LogBase log;
+        ASSERT_TRUE(keyFromHex(key, c.curve, "5EED", log));
+        _vnSystemPrng prng;
+        unsigned char digest[20] = {0x42};
+        DataBuffer raw;
+        ASSERT_TRUE(key.eccSignHash(digest, 20, prng, false, raw, log));
+        ASSERT_EQ(raw.getSize(), c.rawLen) << c.curve;
+        bool valid = false;
+        ASSERT_TRUE(key.eccVerifyHash(raw.getData2(), c.rawLen, false, digest, 20, valid, log, 0)) << c.curve;
+        EXPECT_TRUE(valid) << c.curve;
+    }
+}
+
 TEST(SignatureForms, WideFieldsUseTheWholeDigest) {
     struct Case {
         const char* curve;
