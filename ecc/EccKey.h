@@ -11,6 +11,8 @@
 
 namespace vn {
 
+class _vnAsn1;
+
 // One elliptic-curve key on a named prime curve: empty, public-only (curve and point) or
 // private (curve, scalar k and the public point derived from it). The four members are plain
 // data that the key's operations read and write directly; copies are deep.
@@ -61,6 +63,33 @@ public:
 
     // ECDH: the x-coordinate of k * pubKey's point, fieldBytes wide.
     bool sharedSecret(EccKey& pubKey, DataBuffer& secret, LogBase& log);
+
+    // DER export: SubjectPublicKeyInfo with a named curve (short) or explicit parameters
+    // (long, for the curves that have a template; short otherwise); SEC1 ECPrivateKey (with
+    // the public key when the log's options hold "EMIT_ECC_PKCS1_PUBKEY"), its PKCS#11
+    // reduction, and PKCS#8 PrivateKeyInfo.
+    bool toPublicKeyDer_shortFmt(DataBuffer& out, LogBase& log);
+    bool toPublicKeyDer_longFmt(DataBuffer& out, LogBase& log);
+    bool toEccPkcs1PrivateKeyDer(DataBuffer& out, LogBase& log);
+    bool toEccPkcs1PrivateKeyDer_forPkcs11(DataBuffer& out, LogBase& log);
+    bool toEccPkcs8PrivateKeyDer(DataBuffer& out, LogBase& log);
+
+    // DER import: whatever key the bytes hold (PKCS#8, SEC1, SubjectPublicKeyInfo).
+    bool loadEccDer(DataBuffer& der, LogBase& log);
+    bool loadAnyEccAsn(_vnAsn1* asn, LogBase& log);
+    bool parseAldId(_vnAsn1* algId, StringBuffer& algOid, StringBuffer& curveOid, LogBase& log);
+    bool loadEccPublicAsn(_vnAsn1* bitString, StringBuffer& curveOid, LogBase& log);
+    bool loadEccPrivateAsn(_vnAsn1* ecPrivateKey, StringBuffer& passedInCurveOid, LogBase& log);
+
+    // PEM export (the flag is accepted and unused).
+    bool toEccPrivateKeyPem(bool flag, StringBuffer& out, LogBase& log);
+    bool toEccPublicKeyPem(bool flag, StringBuffer& out, LogBase& log);
+
+    // Raw forms.
+    bool loadEccPrivateRaw(const DataBuffer& raw, bool preferSecp256k1, LogBase& log);
+    bool loadEccPublicRaw(DataBuffer& x963, LogBase& log);
+    bool loadEcPubKeyByCurveAndPoint(const char* curveName, DataBuffer& x963, LogBase& log);
+    bool toRawHex(StringBuffer& privHex, StringBuffer& pubHex, LogBase& log);
 
     // Appends the public point as an X9.63 uncompressed octet string.
     bool exportEccPoint(DataBuffer& out, LogBase& log);

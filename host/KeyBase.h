@@ -1,9 +1,12 @@
 #pragma once
 
 #include "host/DataBuffer.h"
+#include "host/LogBase.h"
 #include "host/VantorObject.h"
 
 namespace vn {
+
+class _vnAsn1;
 
 // Base of every key class. It carries what a key keeps beside its numbers: the PKCS#8
 // attributes ([0] IMPLICIT SET OF Attribute, as DER) a loaded private key came with, so
@@ -15,6 +18,9 @@ public:
 
     void clearKeyBase();
     void copyFromKeyBase(const KeyBase& other);
+    // Appends the key's PKCS#8 attributes ([0] IMPLICIT SET OF Attribute) to a
+    // PrivateKeyInfo SEQUENCE, when it has any; true when there is nothing to add.
+    bool addAttributesToPkcs8(_vnAsn1& privateKeyInfo, LogBase& log);
 
     DataBuffer m_pkcs8Attributes;
 };
