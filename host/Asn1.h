@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 #include "host/DataBuffer.h"
 #include "host/LogBase.h"
 #include "host/StringBuffer.h"
@@ -61,8 +63,16 @@ protected:
     ~_vnAsn1() override;
 
 private:
-    struct Impl;
-    Impl* m_impl;
+    // The identifier byte as it appears on the wire.
+    unsigned char m_ident = 0;
+    // Content octets of a primitive node (secure: key structures carry private keys).
+    DataBuffer m_content;
+    // Children of a constructed node, one reference held on each.
+    std::vector<_vnAsn1*> m_parts;
+
+    bool encodeTree(DataBuffer& out, int depth) const;
+    static _vnAsn1* parseTree(const unsigned char* der, unsigned avail, int depth, unsigned& consumed,
+                              LogBase& log);
 };
 
 }  // namespace vn

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "host/BigNum.h"
+#include "host/DerReader.h"
 
 namespace vn {
 
@@ -12,78 +13,13 @@ namespace {
 
 constexpr unsigned char kIdentInteger = 0x02;
 constexpr unsigned char kIdentSequence = 0x30;
-constexpr unsigned char kConstructedBit = 0x20;
-constexpr unsigned char kClassMask = 0xC0;
-constexpr unsigned char kTagNumberMask = 0x1F;
-
-// Signatures and key structures nest a handful of levels; anything deeper is hostile input
-// trying to exhaust the stack.
-constexpr int kMaxDepth = 32;
+using der::kClassMask;
+using der::kConstructedBit;
+using der::kMaxDepth;
+using der::kTagNumberMask;
 
 // Diagnostic output stops here so a large blob cannot flood the log.
 constexpr int kMaxDiagnosticLines = 64;
-
-// Appends identifier, definite minimal length; false only when memory runs out.
-bool appendHeader(unsigned char ident, unsigned contentLen, DataBuffer& out) {
-    unsigned char header[6];
-    unsigned n = 0;
-    header[n++] = ident;
-    if (contentLen < 0x80) {
-        header[n++] = static_cast<unsigned char>(contentLen);
-    } else {
-        unsigned lenBytes = 0;
-        for (unsigned v = contentLen; v != 0; v >>= 8) ++lenBytes;
-        header[n++] = static_cast<unsigned char>(0x80 | lenBytes);
-        for (unsigned i = lenBytes; i > 0; --i) {
-            header[n++] = static_cast<unsigned char>(contentLen >> (8 * (i - 1)));
-        }
-    }
-    return out.append(header, n);
-}
-
-// One parsed header. A failure names what was wrong, for the caller to log.
-struct Header {
-    unsigned char ident = 0;
-    unsigned headerLen = 0;
-    unsigned contentLen = 0;
-};
-
-// Reads the identifier and length at der[0..avail); null on success, else the reason.
-const char* readHeader(const unsigned char* der, unsigned avail, Header& h) {
-    if (avail < 2) return "ASN.1 element header is truncated.";
-    h.ident = der[0];
-    if ((h.ident & kTagNumberMask) == kTagNumberMask) return "ASN.1 high tag numbers are not supported.";
-    if (h.ident == 0x00) return "ASN.1 end-of-contents marker where an element was expected.";
-    const bool universal = (h.ident & kClassMask) == 0;
-    const bool constructed = (h.ident & kConstructedBit) != 0;
-    if (universal) {
-        const unsigned number = h.ident & kTagNumberMask;
-        // DER fixes the form of universal types: SEQUENCE and SET constructed, the rest
-        // (INTEGER, the string types, ...) primitive.
-        const bool mustBeConstructed = number == 16 || number == 17;
-        if (constructed != mustBeConstructed) {
-            return "ASN.1 universal type has the wrong form (primitive/constructed).";
-        }
-    }
-    const unsigned char b1 = der[1];
-    if (b1 < 0x80) {
-        h.headerLen = 2;
-        h.contentLen = b1;
-    } else {
-        if (b1 == 0x80) return "ASN.1 indefinite length is not allowed in DER.";
-        const unsigned lenBytes = b1 & 0x7Fu;
-        if (lenBytes > 4) return "ASN.1 length field is too long.";
-        if (avail - 2 < lenBytes) return "ASN.1 length field is truncated.";
-        if (der[2] == 0) return "ASN.1 length has a leading zero byte (not DER).";
-        unsigned len = 0;
-        for (unsigned i = 0; i < lenBytes; ++i) len = (len << 8) | der[2 + i];
-        if (len < 0x80) return "ASN.1 long-form length below 128 (not DER).";
-        h.headerLen = 2 + lenBytes;
-        h.contentLen = len;
-    }
-    if (h.contentLen > avail - h.headerLen) return "ASN.1 element extends past the end of its input.";
-    return nullptr;
-}
 
 }  // namespace
 
@@ -198,13 +134,13 @@ bool DerCodec::itemToDer(vn_asnItem& item, DataBuffer& out) {
 bool DerCodec::encodeTree(const vn_asnItem& item, DataBuffer& out) {
     if (item.m_ident == 0) return false;
     if (!item.isConstructed()) {
-        return appendHeader(item.m_ident, item.m_content.getSize(), out) && out.append(item.m_content);
+        return der::appendHeader(item.m_ident, item.m_content.getSize(), out) && out.append(item.m_content);
     }
     DataBuffer body;
     for (const std::unique_ptr<vn_asnItem>& sub : item.m_subItems) {
         if (!encodeTree(*sub, body)) return false;
     }
-    return appendHeader(item.m_ident, body.getSize(), out) && out.append(body);
+    return der::appendHeader(item.m_ident, body.getSize(), out) && out.append(body);
 }
 
 vn_asnItem* DerCodec::derToItem(const unsigned char* der, unsigned int len, unsigned int& consumed,
@@ -229,8 +165,8 @@ std::unique_ptr<vn_asnItem> DerCodec::parseTree(const unsigned char* der, unsign
         log.LogError("ASN.1 nesting is too deep.");
         return nullptr;
     }
-    Header h;
-    if (const char* why = readHeader(der, avail, h)) {
+    der::Header h;
+    if (const char* why = der::readHeader(der, avail, h)) {
         log.LogError(why);
         return nullptr;
     }
