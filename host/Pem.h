@@ -10,13 +10,16 @@ namespace vn {
 class _vnPublicKey {
 public:
     // Replaces out's text with "-----BEGIN <label>-----", the base64 of der in lines of 64
-    // characters, and "-----END <label>-----", each line ending in "\r\n".
+    // characters, and "-----END <label>-----", each line ending in "\r\n". False for an
+    // empty der or a label RFC 7468 does not allow.
     static bool derToPem(const char* label, DataBuffer& der, StringBuffer& out, LogBase& log);
 };
 
 // Reads the first PEM block of a text: the label of its BEGIN line and the decoded body.
-// Tolerates CRLF or LF, leading text before BEGIN, blank lines and trailing white space;
-// refuses an END line whose label differs, a missing END, and a body that is not base64.
+// Tolerates CRLF or LF, leading text before BEGIN, blank lines and white space around lines;
+// refuses an END line whose label differs, a missing END, an empty body, a body that is not
+// base64, and RFC 1421 header lines ("Proc-Type:", as encrypted PEM carries). der gets the
+// secure flag: the body is often a private key.
 class PemReader {
 public:
     static bool readFirst(const char* text, StringBuffer& label, DataBuffer& der, LogBase& log);
