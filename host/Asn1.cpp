@@ -391,8 +391,12 @@ int _vnAsn1::asnIntValue() const {
 
 bool _vnAsn1::getAsnContent(DataBuffer& out) const {
     if (isConstructed()) {
+        const unsigned oldSize = out.getSize();
         for (const _vnAsn1* part : m_parts) {
-            if (!part->encodeTree(out, 1)) return false;
+            if (!part->encodeTree(out, 1)) {
+                out.truncate(oldSize);
+                return false;
+            }
         }
         return true;
     }
