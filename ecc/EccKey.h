@@ -81,9 +81,10 @@ public:
     bool loadEccPublicAsn(_vnAsn1* bitString, StringBuffer& curveOid, LogBase& log);
     bool loadEccPrivateAsn(_vnAsn1* ecPrivateKey, StringBuffer& passedInCurveOid, LogBase& log);
 
-    // PEM export (the flag is accepted and unused).
-    bool toEccPrivateKeyPem(bool flag, StringBuffer& out, LogBase& log);
-    bool toEccPublicKeyPem(bool flag, StringBuffer& out, LogBase& log);
+    // PEM export: SEC1 (true) or PKCS#8 (false) under one private label; the named-curve (true)
+    // or explicit-parameter (false) public key under "PUBLIC KEY".
+    bool toEccPrivateKeyPem(bool sec1, StringBuffer& out, LogBase& log);
+    bool toEccPublicKeyPem(bool namedCurve, StringBuffer& out, LogBase& log);
 
     // Raw forms.
     bool loadEccPrivateRaw(const DataBuffer& raw, bool preferSecp256k1, LogBase& log);
