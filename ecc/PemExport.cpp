@@ -11,7 +11,7 @@ namespace {
 
 // The private-key label, scrambled (StringBuffer::litScram) so that it does not stand in the
 // binary as plain text. One label serves both private forms; the DER inside differs.
-const char kScrambledPrivateLabel[] = "VX KIRERZGV PVB";
+const char kScrambledPrivateLabel[] = "VX KIREZGV PVB";
 
 }  // namespace
 
