@@ -129,17 +129,21 @@ TEST_P(OpensslReadsOurForms, EveryFormParsesAsOurKey) {
     EcKeyPtr longKey = ecOf(fromLong.get());
     EXPECT_TRUE(sameKey(longKey.get(), ref.get(), false)) << curve << " long form";
 
-    StringBuffer privPem, pubPem, pubPemLong;
+    StringBuffer privPem, p8Pem, pubPem, pubPemLong;
     ASSERT_TRUE(key.toEccPrivateKeyPem(true, privPem, log));
+    ASSERT_TRUE(key.toEccPrivateKeyPem(false, p8Pem, log));
     ASSERT_TRUE(key.toEccPublicKeyPem(true, pubPem, log));
     ASSERT_TRUE(key.toEccPublicKeyPem(false, pubPemLong, log));
-    EvpPtr fromPrivPem(readPem(privPem, true), EVP_PKEY_free);
-    EXPECT_TRUE(sameKey(ecOf(fromPrivPem.get()).get(), ref.get(), true)) << curve << " SEC1 PEM";
+    // OpenSSL's decoders find PKCS#8 inside the EC label as well as SEC1.
+    for (StringBuffer* pem : {&privPem, &p8Pem}) {
+        EvpPtr fromPem(readPem(*pem, true), EVP_PKEY_free);
+        EXPECT_TRUE(sameKey(ecOf(fromPem.get()).get(), ref.get(), true)) << curve << " private PEM";
+    }
     for (StringBuffer* pem : {&pubPem, &pubPemLong}) {
         EvpPtr fromPem(readPem(*pem, false), EVP_PKEY_free);
         EXPECT_TRUE(sameKey(ecOf(fromPem.get()).get(), ref.get(), false)) << curve << " public PEM";
     }
-    for (StringBuffer* pem : {&privPem, &pubPem, &pubPemLong}) EXPECT_TRUE(pemLinesOf64(pem->getString())) << curve;
+    for (StringBuffer* pem : {&privPem, &p8Pem, &pubPem, &pubPemLong}) EXPECT_TRUE(pemLinesOf64(pem->getString())) << curve;
 }
 
 std::string curveName(const ::testing::TestParamInfo<int>& param) { return namedCurveAt(param.param).name; }
