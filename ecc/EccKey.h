@@ -12,6 +12,8 @@
 namespace vn {
 
 class _vnAsn1;
+class ClsJsonObject;
+class ClsXml;
 
 // One elliptic-curve key on a named prime curve: empty, public-only (curve and point) or
 // private (curve, scalar k and the public point derived from it). The four members are plain
@@ -91,6 +93,30 @@ public:
     bool loadEccPublicRaw(DataBuffer& x963, LogBase& log);
     bool loadEcPubKeyByCurveAndPoint(const char* curveName, DataBuffer& x963, LogBase& log);
     bool toRawHex(StringBuffer& privHex, StringBuffer& pubHex, LogBase& log);
+
+    // SSH and PuTTY: the RFC 5656 public key blob (string key type, string curve identifier,
+    // string point), its digest by host hash identifier, the MD5 fingerprint text, and a
+    // private key from a PuTTY private blob (an mpint) or an OpenSSH-style ECDSA private
+    // section, with the public point given separately.
+    bool puttyPublicKeyBlob(DataBuffer& out, LogBase& log);
+    bool calc_fingerprint_digest(int hashId, DataBuffer& out, LogBase& log);
+    bool calc_fingerprint(StringBuffer& out, LogBase& log);
+    bool loadPrivateFromPuttySsh(const char* curveName, DataBuffer& x963, DataBuffer& privBlob, LogBase& log);
+
+    // XML: <ECCKeyValue> (private, SEC1 DER), <ECCPublicKey> (coordinates and SPKI DER) and
+    // the XML Signature 1.1 <ECKeyValue>; loadAnyXml reads any of them.
+    bool toEccPrivateKeyXml(StringBuffer& out, LogBase& log);
+    bool toEccPublicKeyXml(StringBuffer& out, LogBase& log);
+    bool toEccPublicKeyXmlDSig(StringBuffer& out, LogBase& log);
+    bool loadAnyXml(const ClsXml& xml, LogBase& log);
+
+    // JWK (RFC 7517/7518): "P-256", "P-384", "P-521" or the canonical curve name as "crv";
+    // the public form in the usual member order or, with thumbprintOrder, in the RFC 7638
+    // order crv, kty, x, y.
+    bool getJwkCurveName(StringBuffer& out, LogBase& log);
+    bool toEccPrivateKeyJwk(StringBuffer& out, LogBase& log);
+    bool toEccPublicKeyJwk(StringBuffer& out, bool thumbprintOrder, LogBase& log);
+    bool loadAnyJwk(const ClsJsonObject& jwk, LogBase& log);
 
     // Appends the public point as an X9.63 uncompressed octet string.
     bool exportEccPoint(DataBuffer& out, LogBase& log);
