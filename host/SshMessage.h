@@ -14,7 +14,7 @@ public:
     static bool pack_db(const DataBuffer& in, DataBuffer& out);
 
     // Readers at a running offset, which each advances past what it read. On failure (too
-    // few bytes, a length running past the end) the offset and out are left unchanged.
+    // few bytes, a length running past the end) the offset is left unchanged.
     static bool parseUint32(const DataBuffer& in, unsigned& offset, unsigned& value);
     // An SSH string as text; refused when it holds a NUL byte, which a C string would cut.
     static bool parseString(const DataBuffer& in, unsigned& offset, StringBuffer& out);
