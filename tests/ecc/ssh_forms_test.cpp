@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -216,100 +217,63 @@ TEST(SshForms, FailuresNameTheMissingPartAndLeaveNoPrivateKey) {
     EccKey key;
     makeKey(key, "secp256r1");
     LogBase log;
-    DataBuffer x963;
+    DataBuffer x963, badPoint, kBody;
     ASSERT_TRUE(key.exportEccPoint(x963, log));
-    DataBuffer kBody;
+    badPoint.append(x963);
+    badPoint.getData2()[0] = 0x02;
     BigNum::mpint_to_ssh_db(key.m_k, kBody);
 
-    auto section = [&](int fields, DataBuffer& s) {
-        if (fields > 0) appendString(s, "ecdsa-sha2-nistp256");
-        if (fields > 1) appendString(s, "nistp256");
-        if (fields > 2) appendString(s, x963);
-        if (fields > 3) appendString(s, kBody);
-        // A length for the next field that runs past the end, and enough bytes to be read as
-        // an OpenSSH section at all.
-        s.appendUint32_be(0x7FFFFFF0);
-        while (s.getSize() < 57) s.appendChar(0);
+    // The first `fields` fields of a good section, then a length that runs past the end,
+    // padded to be long enough to be read as a section at all.
+    auto section = [&](int fields, DataBuffer& out) {
+        if (fields > 0) appendString(out, "ecdsa-sha2-nistp256");
+        if (fields > 1) appendString(out, "nistp256");
+        if (fields > 2) appendString(out, x963);
+        out.appendUint32_be(0x7FFFFFF0);
+        while (out.getSize() < 57) out.appendChar(0);
     };
     struct Case {
-        int fields;
+        const char* what;
+        std::function<void(DataBuffer&)> blob;
+        const DataBuffer* point;
+        const char* curve;
         const char* error;
-    } cases[] = {
-        {1, "no alt curve name"},
-        {2, "no embedded ecc point"},
-        {3, "no private key within ecdsa private key blob"},
+    } const cases[] = {
+        {"second field missing", [&](DataBuffer& b) { section(1, b); }, &x963, "secp256r1", "no alt curve name"},
+        {"point missing", [&](DataBuffer& b) { section(2, b); }, &x963, "secp256r1", "no embedded ecc point"},
+        {"k missing", [&](DataBuffer& b) { section(3, b); }, &x963, "secp256r1",
+         "no private key within ecdsa private key blob"},
+        // Long enough to be read field by field, a section can only lose its key type to a NUL.
+        {"NUL in the key type",
+         [&](DataBuffer& b) {
+             appendString(b, std::string("ecdsa-sha2-\0istp256", 19));
+             while (b.getSize() < 60) b.appendChar(0);
+         },
+         &x963, "secp256r1", "no long curve name"},
+        // Too short for a section: a PuTTY mpint, which claims 36 bytes of 35.
+        {"short mpint",
+         [&](DataBuffer& b) {
+             b.appendUint32_be(36);
+             while (b.getSize() < 39) b.appendChar('a');
+         },
+         &x963, "secp256r1", "Failed to parse private key mp_int"},
+        {"negative mpint", [&](DataBuffer& b) { b.append("\0\0\0\1\x80", 5); }, &x963, "secp256r1",
+         "Failed to parse private key mp_int"},
+        {"bad point", [&](DataBuffer& b) { appendMpInt(b, key.m_k); }, &badPoint, "secp256r1",
+         "Failed to load ECC point"},
+        {"unknown curve", [&](DataBuffer& b) { appendMpInt(b, key.m_k); }, &x963, "nistk256", nullptr},
     };
     for (const Case& c : cases) {
-        DataBuffer blob;
-        section(c.fields, blob);
+        DataBuffer blob, point;
+        c.blob(blob);
+        point.append(*c.point);
         EccKey loaded;
         LogBase loadLog;
-        EXPECT_FALSE(loaded.loadPrivateFromPuttySsh("secp256r1", x963, blob, loadLog));
-        EXPECT_TRUE(loadLog.hasError(c.error)) << c.error << "\n" << loadLog.render();
-        EXPECT_EQ(loaded.m_keyType, 0);
-    }
-    {
-        // A section long enough to be read field by field can only lose its key type to a
-        // NUL inside the text.
-        DataBuffer blob;
-        appendString(blob, std::string("ecdsa-sha2-\0istp256", 19));
-        while (blob.getSize() < 60) blob.appendChar(0);
-        EccKey loaded;
-        LogBase loadLog;
-        EXPECT_FALSE(loaded.loadPrivateFromPuttySsh("secp256r1", x963, blob, loadLog));
-        EXPECT_TRUE(loadLog.hasError("no long curve name")) << loadLog.render();
-    }
-    {
-        // Too short for a section: read as a PuTTY mpint, which claims 36 bytes of 35.
-        DataBuffer blob;
-        blob.appendUint32_be(36);
-        while (blob.getSize() < 39) blob.appendChar('a');
-        EccKey loaded;
-        LogBase loadLog;
-        EXPECT_FALSE(loaded.loadPrivateFromPuttySsh("secp256r1", x963, blob, loadLog));
-        EXPECT_TRUE(loadLog.hasError("Failed to parse private key mp_int")) << loadLog.render();
-    }
-    {
-        DataBuffer blob;
-        blob.appendUint32_be(20);
-        while (blob.getSize() < 60) blob.appendChar('a');
-        blob.truncate(60);
-        // 20 < 37 and 60 bytes: an OpenSSH section, whose key type string is fine but whose
-        // second field claims 0x61616161 bytes.
-        EccKey loaded;
-        LogBase loadLog;
-        EXPECT_FALSE(loaded.loadPrivateFromPuttySsh("secp256r1", x963, blob, loadLog));
-        EXPECT_TRUE(loadLog.hasError("no alt curve name")) << loadLog.render();
-    }
-    {
-        DataBuffer negative;
-        const unsigned char bytes[] = {0, 0, 0, 1, 0x80};
-        negative.append(bytes, sizeof bytes);
-        EccKey loaded;
-        LogBase loadLog;
-        EXPECT_FALSE(loaded.loadPrivateFromPuttySsh("secp256r1", x963, negative, loadLog));
-        EXPECT_TRUE(loadLog.hasError("Failed to parse private key mp_int"));
-        EXPECT_EQ(loaded.m_keyType, 0);
-    }
-    {
-        DataBuffer putty;
-        appendMpInt(putty, key.m_k);
-        DataBuffer badPoint;
-        badPoint.append(x963);
-        badPoint.getData2()[0] = 0x02;
-        EccKey loaded;
-        LogBase loadLog;
-        EXPECT_FALSE(loaded.loadPrivateFromPuttySsh("secp256r1", badPoint, putty, loadLog));
-        EXPECT_EQ(loadLog.errors().back(), "Failed to load ECC point");
-        EXPECT_EQ(loaded.m_keyType, 0);
-    }
-    {
-        DataBuffer putty;
-        appendMpInt(putty, key.m_k);
-        EccKey loaded;
-        LogBase loadLog;
-        EXPECT_FALSE(loaded.loadPrivateFromPuttySsh("nistk256", x963, putty, loadLog));
-        EXPECT_EQ(loaded.m_keyType, 0);
+        EXPECT_FALSE(loaded.loadPrivateFromPuttySsh(c.curve, point, blob, loadLog)) << c.what;
+        if (c.error != nullptr) {
+            EXPECT_TRUE(loadLog.hasError(c.error)) << c.what << "\n" << loadLog.render();
+        }
+        EXPECT_EQ(loaded.m_keyType, 0) << c.what;
     }
 }
 
