@@ -455,6 +455,10 @@ std::size_t boundedLength(const char* text, std::size_t limit) {
 
 }  // namespace
 
+// Out-of-line definitions, so that callers may bind the limits to references.
+const unsigned ClsXml::kMaxDepth;
+const unsigned ClsXml::kMaxTextBytes;
+
 ClsXml::ClsXml() : m_impl(new Impl) {}
 
 ClsXml::~ClsXml() = default;
