@@ -42,6 +42,8 @@ public:
     // literal text, "true" or "false". False, with out empty, when there is no such value
     // or it is null, an object or an array. A path is a member name, or member names joined
     // by '.' to reach into nested objects ("a.b.c"); a plain member name serves as the path.
+    // A string holding U+0000 is refused here too (with an error line): C-string readers
+    // would see only part of it.
     bool sbOfPathUtf8(const char* path, StringBuffer& out, LogBase& log) const;
 
     // Top-level member count, 0 when empty.

@@ -1,6 +1,9 @@
 #include "host/KeyBase.h"
 
 #include "host/Asn1.h"
+#include "host/BigNum.h"
+#include "host/JsonObject.h"
+#include "host/TextEncoding.h"
 
 namespace vn {
 
@@ -36,6 +39,48 @@ bool KeyBase::addAttributesToPkcs8(_vnAsn1& privateKeyInfo, LogBase& log) {
     }
     if (!privateKeyInfo.AppendPart(attributes)) {
         log.LogError("Failed to append the PKCS#8 attributes.");
+        return false;
+    }
+    return true;
+}
+
+// JWS/JWK base64url has neither padding nor white space (RFC 7515 section 2); accepting
+// either would give one number several spellings.
+static bool isBase64UrlText(const StringBuffer& text) {
+    const char* s = text.getString();
+    for (unsigned i = 0; i < text.getSize(); ++i) {
+        char c = s[i];
+        bool ok = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' || c == '_';
+        if (!ok) return false;
+    }
+    return true;
+}
+
+bool KeyBase::jwkContentToMpInt(const ClsJsonObject& jwk, const char* member, mp_int& out, LogBase& log) {
+    StringBuffer text;
+    if (!jwk.sbOfPathUtf8(member, text, log)) {
+        log.LogError("JWK member is missing");
+        log.LogDataStr("member", member);
+        return false;
+    }
+    if (text.getSize() == 0) {
+        log.LogError("JWK member is empty");
+        log.LogDataStr("member", member);
+        return false;
+    }
+    DataBuffer bytes;
+    bytes.setSecure(true);
+    bool decoded = isBase64UrlText(text) &&
+                   encoding::base64Decode(text.getString(), text.getSize(), /*url*/ true, bytes);
+    text.secureClear();
+    if (!decoded) {
+        log.LogError("JWK member is not valid base64url");
+        log.LogDataStr("member", member);
+        return false;
+    }
+    if (!BigNum::mpint_from_bytes(out, bytes.getData2(), static_cast<int>(bytes.getSize()))) {
+        log.LogError("JWK member is too large");
+        log.LogDataStr("member", member);
         return false;
     }
     return true;
