@@ -1,9 +1,15 @@
 #!/usr/bin/env bash
-# Installs what building and testing ecckey needs on a fresh Debian 12 machine. Packages that
-# are already present are left alone, so this is quick (and offline) on a prepared machine.
+# Installs what building and testing ecckey needs on a fresh Debian 12 machine: the compiler
+# and CMake, GoogleTest, and the peers the tests check against (GMP, OpenSSL, OpenSSH's
+# ssh-keygen, PuTTY's puttygen, Node.js). Packages already present are left alone, so this
+# is quick (and offline) on a prepared machine.
 set -euo pipefail
 
-packages=(g++ cmake make libgtest-dev libgmock-dev libgmp-dev libssl-dev openssl valgrind)
+packages=(g++ cmake make pkg-config libgtest-dev libgmock-dev libgmp-dev libssl-dev openssl valgrind
+          openssh-client putty-tools)
+# The interop tests run node; any Node.js 18 or later will do, so one installed from outside
+# Debian is kept.
+command -v node > /dev/null 2>&1 || packages+=(nodejs)
 if [ "${1:-}" = "--bench" ]; then
   packages+=(libbenchmark-dev libsecp256k1-dev)
 fi

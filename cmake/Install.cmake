@@ -1,0 +1,34 @@
+# `cmake --install`: the library, its headers under include/ecckey/ (so that
+# #include "ecc/EccKey.h" works with that include root), the tool, a CMake package giving
+# ecckey::ecckey to find_package(ecckey), and a pkg-config file.
+
+include(CMakePackageConfigHelpers)
+
+install(TARGETS ecckey EXPORT ecckeyTargets
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+
+foreach(header IN LISTS ECCKEY_HEADERS)
+  file(RELATIVE_PATH rel ${PROJECT_SOURCE_DIR} ${header})
+  get_filename_component(dir ${rel} DIRECTORY)
+  install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ecckey/${dir})
+endforeach()
+
+if(TARGET ecckey_tool)
+  install(TARGETS ecckey_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
+
+set(ECCKEY_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/ecckey)
+install(EXPORT ecckeyTargets NAMESPACE ecckey:: DESTINATION ${ECCKEY_CMAKE_DIR})
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/ecckeyConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/ecckeyConfig.cmake INSTALL_DESTINATION ${ECCKEY_CMAKE_DIR})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/ecckeyConfigVersion.cmake
+  COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/ecckeyConfig.cmake ${PROJECT_BINARY_DIR}/ecckeyConfigVersion.cmake
+  DESTINATION ${ECCKEY_CMAKE_DIR})
+
+# The .pc file finds the prefix from its own location, so the tree works wherever
+# `cmake --install --prefix` puts it.
+file(RELATIVE_PATH ECCKEY_PC_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+configure_file(${PROJECT_SOURCE_DIR}/cmake/ecckey.pc.in ${PROJECT_BINARY_DIR}/ecckey.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/ecckey.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,92 @@
+#include <cstdio>
+#include <string>
+
+#include "tools/Cli.h"
+#include "tools/Commands.h"
+#include "tools/KeyReader.h"
+
+namespace vn {
+namespace cli {
+
+namespace {
+
+const char kEcdhUsage[] =
+    "usage: ecckey ecdh --key KEY --peer PEER [--curve NAME]\n"
+    "\n"
+    "Agrees on a shared secret between the private key in KEY and the public key in PEER\n"
+    "(each in any form 'ecckey convert' reads; PEER may be a private key too, only its public\n"
+    "point is used) and prints it in hexadecimal: the x-coordinate of the shared point, as\n"
+    "wide as the curve's field, as openssl pkeyutl -derive gives it.\n";
+
+bool loadFrom(const std::string& path, const std::string& curveHint, EccKey& key, std::string& error, LogBase& log) {
+    DataBuffer bytes;
+    std::string form;
+    if (!readInput(path, bytes, kMaxKeyBytes, error)) return false;
+    if (readKey(bytes, curveHint, key, form, log)) return true;
+    error = "cannot read the key in " + path + " (looked like: " + form + ")";
+    return false;
+}
+
+}  // namespace
+
+int runEcdh(int argc, char** argv, int first) {
+    Args args;
+    std::string error;
+    if (!parseArgs(argc, argv, first, {"--key", "--peer", "--curve"}, {}, args, error) ||
+        (!args.help && (args.get("key") == nullptr || args.get("peer") == nullptr || !args.positional.empty()))) {
+        if (error.empty()) error = "--key and --peer are required, and nothing else";
+        std::fprintf(stderr, "ecckey ecdh: %s\n\n%s", error.c_str(), kEcdhUsage);
+        return kBadInput;
+    }
+    if (args.help) {
+        std::fputs(kEcdhUsage, stdout);
+        return kOk;
+    }
+    if (*args.get("key") == "-" && *args.get("peer") == "-") {
+        std::fputs("ecckey ecdh: the key and the peer cannot both come from standard input\n", stderr);
+        return kBadInput;
+    }
+    LogBase log;
+    EccKey key, peer;
+    const std::string curveHint = args.getOr("curve", "");
+    if (!loadFrom(*args.get("key"), curveHint, key, error, log) ||
+        !loadFrom(*args.get("peer"), curveHint, peer, error, log)) {
+        reportFailure("ecdh", error, log, args.verbose);
+        return kBadInput;
+    }
+    if (key.m_keyType != 1) {
+        reportFailure("ecdh", "--key must hold a private key", log, args.verbose);
+        return kBadInput;
+    }
+    if (!key.m_curve.oid.equals(peer.m_curve.oid)) {
+        reportFailure("ecdh",
+                      std::string("the keys are on different curves (") + key.m_curve.name.getString() + " and " +
+                          peer.m_curve.name.getString() + ")",
+                      log, args.verbose);
+        return kBadInput;
+    }
+    // The agreement itself does not look at the peer's point; one off the curve could leak
+    // bits of our scalar (an invalid-curve attack), so it is checked here first.
+    if (!peer.isPoint(log)) {
+        reportFailure("ecdh", "the peer's public point is not on the curve " + std::string(peer.m_curve.name.getString()) +
+                                  "; refusing to agree with it",
+                      log, args.verbose);
+        return kBadInput;
+    }
+    DataBuffer secret;
+    secret.setSecure(true);
+    if (!key.sharedSecret(peer, secret, log)) {
+        reportFailure("ecdh", "the agreement failed", log, args.verbose);
+        return kBadInput;
+    }
+    StringBuffer hex;
+    secret.encodeDB("hex", hex);
+    hex.toLowerCase();
+    hex.append("\n");
+    const bool ok = writeOutput(reinterpret_cast<const unsigned char*>(hex.getString()), hex.getSize());
+    reportVerbose(log, args.verbose);
+    return ok ? kOk : kBadInput;
+}
+
+}  // namespace cli
+}  // namespace vn

@@ -1,0 +1,155 @@
+// gen, pub and convert: making keys and moving them between forms.
+
+#include <cstdio>
+#include <string>
+
+#include "host/BigNum.h"
+#include "tools/Cli.h"
+#include "tools/Commands.h"
+#include "tools/KeyReader.h"
+#include "tools/KeyWriter.h"
+
+namespace vn {
+namespace cli {
+
+namespace {
+
+std::string formsHelp() {
+    std::string text = "Output forms (--to):\n";
+    for (const OutputForm& f : outputForms()) {
+        std::string name = f.name;
+        name.resize(20, ' ');
+        text += "  " + name + f.description + (f.needsPrivate ? " [private keys]" : "") + "\n";
+    }
+    return text;
+}
+
+const char kInputHelp[] =
+    "Input forms, recognised automatically: PEM (\"EC PRIVATE KEY\", \"PRIVATE KEY\", \"PUBLIC KEY\",\n"
+    "\"OPENSSH PRIVATE KEY\"), DER, JWK, the XML forms, raw hexadecimal (a scalar or an 04...\n"
+    "point; --curve NAME says which curve where the length does not), an OpenSSH public key\n"
+    "line, and unencrypted PuTTY .ppk files (versions 2 and 3).\n";
+
+// Writes the key and reports; the exit code.
+int emit(const char* command, EccKey& key, const std::string& form, LogBase& log, bool verbose) {
+    DataBuffer out;
+    std::string message;
+    if (!writeKey(key, form, out, message, log)) {
+        reportFailure(command, message.empty() ? "cannot write the key as " + form : message, log, verbose);
+        return kBadInput;
+    }
+    if (!writeOutput(out.getData2(), out.getSize())) {
+        std::fprintf(stderr, "ecckey %s: cannot write to standard output\n", command);
+        return kBadInput;
+    }
+    reportVerbose(log, verbose);
+    return kOk;
+}
+
+// Parses the common arguments and loads the key from the single optional FILE; a negative
+// result means go on, anything else is the exit code.
+int loadKeyArgs(const char* command, const char* usage, int argc, char** argv, int first, Args& args, EccKey& key,
+                LogBase& log) {
+    std::string error;
+    if (!parseArgs(argc, argv, first, {"--to", "--curve"}, {}, args, error) || args.positional.size() > 1) {
+        if (error.empty()) error = "more than one input file";
+        std::fprintf(stderr, "ecckey %s: %s\n\n%s", command, error.c_str(), usage);
+        return kBadInput;
+    }
+    if (args.help) {
+        std::printf("%s\n%s\n%s", usage, kInputHelp, formsHelp().c_str());
+        return kOk;
+    }
+    const std::string path = args.positional.empty() ? "-" : args.positional[0];
+    DataBuffer input;
+    if (!readInput(path, input, kMaxKeyBytes, error)) {
+        std::fprintf(stderr, "ecckey %s: %s\n", command, error.c_str());
+        return kBadInput;
+    }
+    std::string form;
+    if (!readKey(input, args.getOr("curve", ""), key, form, log)) {
+        reportFailure(command, "cannot read a key from " + (path == "-" ? std::string("standard input") : path) +
+                                   " (looked like: " + form + ")",
+                      log, args.verbose);
+        return kBadInput;
+    }
+    log.LogDataStr("inputForm", form.c_str());
+    return -1;
+}
+
+const char kGenUsage[] =
+    "usage: ecckey gen [--to FORM] CURVE\n"
+    "\n"
+    "Generates a private key on CURVE (any name 'ecckey curves' lists) from the operating\n"
+    "system's random generator, and writes it (default: sec1, PEM \"EC PRIVATE KEY\").\n";
+
+const char kPubUsage[] =
+    "usage: ecckey pub [--to FORM] [--curve NAME] [FILE]\n"
+    "\n"
+    "Writes the public key of the key in FILE or standard input (default: spki, PEM\n"
+    "\"PUBLIC KEY\").\n";
+
+const char kConvertUsage[] =
+    "usage: ecckey convert --to FORM [--curve NAME] [FILE]\n"
+    "\n"
+    "Reads a key in any form from FILE or standard input and writes it in FORM.\n";
+
+}  // namespace
+
+int runGen(int argc, char** argv, int first) {
+    Args args;
+    std::string error;
+    if (!parseArgs(argc, argv, first, {"--to"}, {}, args, error) || (!args.help && args.positional.size() != 1)) {
+        if (error.empty()) error = args.positional.empty() ? "which curve?" : "one curve only";
+        std::fprintf(stderr, "ecckey gen: %s\n\n%s", error.c_str(), kGenUsage);
+        return kBadInput;
+    }
+    if (args.help) {
+        std::printf("%s\n%s", kGenUsage, formsHelp().c_str());
+        return kOk;
+    }
+    LogBase log;
+    log.m_options.append("EMIT_ECC_PKCS1_PUBKEY");
+    EccKey key;
+    _vnSystemPrng prng;
+    StringBuffer curve(args.positional[0].c_str());
+    if (!key.generateNewKey(curve, prng, log)) {
+        reportFailure("gen", "cannot generate a key on '" + args.positional[0] + "' (see 'ecckey curves')", log,
+                      args.verbose);
+        return kBadInput;
+    }
+    return emit("gen", key, args.getOr("to", "sec1"), log, args.verbose);
+}
+
+int runPub(int argc, char** argv, int first) {
+    Args args;
+    EccKey key;
+    LogBase log;
+    int rc = loadKeyArgs("pub", kPubUsage, argc, argv, first, args, key, log);
+    if (rc >= 0) return rc;
+    const std::string form = args.getOr("to", "spki");
+    // The public key, whatever form is asked for: drop the scalar first.
+    EccKey pub;
+    pub.copyFromEccKey(key);
+    pub.m_keyType = 0;
+    BigNum::mp_zero(pub.m_k);
+    return emit("pub", pub, form, log, args.verbose);
+}
+
+int runConvert(int argc, char** argv, int first) {
+    Args args;
+    EccKey key;
+    LogBase log;
+    log.m_options.append("EMIT_ECC_PKCS1_PUBKEY");
+    int rc = loadKeyArgs("convert", kConvertUsage, argc, argv, first, args, key, log);
+    if (rc >= 0) return rc;
+    const std::string* form = args.get("to");
+    if (form == nullptr) {
+        std::fprintf(stderr, "ecckey convert: --to FORM is required\n\n%s", kConvertUsage);
+        return kBadInput;
+    }
+    return emit("convert", key, *form, log, args.verbose);
+}
+
+}  // namespace cli
+}  // namespace vn
