@@ -207,25 +207,6 @@ TEST(JwkForms, CoordinateWithZeroTopByteKeepsItsWidth) {
     }
 }
 
-TEST(JwkForms, CurveNames) {
-    const struct {
-        const char* curve;
-        const char* crv;
-    } cases[] = {{"prime256v1", "P-256"}, {"secp384r1", "P-384"}, {"P-521", "P-521"},
-                 {"secp256k1", "secp256k1"}, {"brainpoolP256r1", "brainpoolp256r1"}, {"secp160r1", "secp160r1"},
-                 {"secp224r1", "secp224r1"}};
-    for (const auto& c : cases) {
-        EccKey key;
-        LogBase log;
-        ASSERT_TRUE(key.generateNewKey2(StringBuffer(c.curve), "03", "hex", log));
-        StringBuffer out("kept ");
-        const size_t lines = log.entries().size();
-        ASSERT_TRUE(key.getJwkCurveName(out, log));
-        EXPECT_EQ(std::string(out.getString()), std::string("kept ") + c.crv);  // appends
-        EXPECT_EQ(log.entries().size(), lines);
-    }
-}
-
 TEST(JwkForms, LoadAnyJwkAcceptsAndRefuses) {
     const std::string x = "axfR8uEsQkf4vOblY6RA8ncDfYEt6zOg9KE5RdiYwpY";
     const std::string y = "T-NC4v4af5uO5-tKfA-eFivOM1drMV7Oy7ZAaDe_UfU";
