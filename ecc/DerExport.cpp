@@ -27,14 +27,6 @@ _vnAsn1* publicPointBitString(EccKey& key, LogBase& log) {
     return _vnAsn1::newBitString(point.getData2(), point.getSize());
 }
 
-// Byte length of the curve order: SEC 1 pads k to it (21 bytes on secp160r1, whose order
-// is one bit longer than its field).
-unsigned int orderByteLength(const EccCurve& curve) {
-    mp_int n;
-    if (!BigNum::mp_read_radix(n, curve.n.getString(), 16)) return static_cast<unsigned int>(curve.fieldBytes);
-    return static_cast<unsigned int>(BigNum::mp_unsigned_bin_size(n));
-}
-
 // SEQUENCE { INTEGER 1, OCTET STRING k } with k padded to the order's length; "k is empty"
 // for a key without a scalar. The caller owns the returned root.
 _vnAsn1* privateKeyCore(EccKey& key, LogBase& log) {
@@ -45,7 +37,7 @@ _vnAsn1* privateKeyCore(EccKey& key, LogBase& log) {
         log.LogError("k is empty");
         return nullptr;
     }
-    unsigned int want = orderByteLength(key.m_curve);
+    unsigned int want = key.m_curve.orderBytes();
     if (kBytes.getSize() < want) {
         unsigned char zeros[80] = {0};
         unsigned int pad = want - kBytes.getSize();

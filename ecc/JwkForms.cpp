@@ -12,14 +12,6 @@ namespace vn {
 
 namespace {
 
-// RFC 7518 pads "d" to the byte length of the order, not of the field: they differ on
-// secp160r1, whose order is one bit longer than its prime.
-unsigned int orderByteLength(const EccCurve& curve) {
-    mp_int n;
-    if (!BigNum::mp_read_radix(n, curve.n.getString(), 16)) return static_cast<unsigned int>(curve.fieldBytes);
-    return static_cast<unsigned int>(BigNum::mp_unsigned_bin_size(n));
-}
-
 // The value big-endian, left-padded with zeros to width bytes (all of its bytes when it is
 // longer), appended as unpadded base64url. The bytes may be k, so they stay in a secure buffer.
 bool appendFixedBase64Url(const mp_int& value, unsigned int width, StringBuffer& out) {
@@ -56,7 +48,7 @@ bool EccKey::toEccPrivateKeyJwk(StringBuffer& out, LogBase& log) {
     ok &= out.append("\",\"y\":\"");
     ok &= appendFixedBase64Url(m_pubPoint.y, width, out);
     ok &= out.append("\",\"d\":\"");
-    ok &= appendFixedBase64Url(m_k, orderByteLength(m_curve), out);
+    ok &= appendFixedBase64Url(m_k, m_curve.orderBytes(), out);
     ok &= out.append("\"}");
     if (!ok) out.secureClear();
     return ok;

@@ -10,6 +10,8 @@
 #include <unordered_set>
 #include <utility>
 
+#include "host/TextEncoding.h"
+
 namespace vn {
 
 struct ClsJsonObject::Node {
@@ -281,30 +283,6 @@ private:
         return true;
     }
 
-    static bool appendUtf8(unsigned cp, StringBuffer& out) {
-        char b[4];
-        unsigned n;
-        if (cp < 0x80) {
-            b[0] = static_cast<char>(cp);
-            n = 1;
-        } else if (cp < 0x800) {
-            b[0] = static_cast<char>(0xC0 | (cp >> 6));
-            b[1] = static_cast<char>(0x80 | (cp & 0x3F));
-            n = 2;
-        } else if (cp < 0x10000) {
-            b[0] = static_cast<char>(0xE0 | (cp >> 12));
-            b[1] = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-            b[2] = static_cast<char>(0x80 | (cp & 0x3F));
-            n = 3;
-        } else {
-            b[0] = static_cast<char>(0xF0 | (cp >> 18));
-            b[1] = static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
-            b[2] = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-            b[3] = static_cast<char>(0x80 | (cp & 0x3F));
-            n = 4;
-        }
-        return out.appendN(b, n);
-    }
 
     // Starts after the backslash.
     bool parseEscape(StringBuffer& out) {
@@ -355,7 +333,7 @@ private:
             }
             cp = 0x10000 + ((cp - 0xD800) << 10) + (low - 0xDC00);
         }
-        return appendUtf8(cp, out);
+        return encoding::appendUtf8(cp, out);
     }
 
     bool continuationAt(std::size_t i, unsigned char lo = 0x80, unsigned char hi = 0xBF) const {

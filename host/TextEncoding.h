@@ -27,5 +27,9 @@ bool base64Encode(const unsigned char* bytes, std::size_t n, bool url, StringBuf
 // character must be zero, so one byte string has exactly one accepted encoding.
 bool base64Decode(const char* text, std::size_t len, bool url, DataBuffer& out);
 
+// Appends the UTF-8 encoding of a Unicode scalar value (the caller has checked that it is
+// one: below U+110000 and not a surrogate).
+bool appendUtf8(unsigned long codePoint, StringBuffer& out);
+
 }  // namespace encoding
 }  // namespace vn

@@ -8,6 +8,8 @@
 #include <cstddef>
 #include <new>
 
+#include "host/TextEncoding.h"
+
 namespace vn {
 
 namespace {
@@ -49,30 +51,6 @@ bool isXmlChar(unsigned long cp) {
     return cp <= 0x10FFFF;
 }
 
-bool appendUtf8(unsigned long cp, StringBuffer& out) {
-    char b[4];
-    unsigned n;
-    if (cp < 0x80) {
-        b[0] = static_cast<char>(cp);
-        n = 1;
-    } else if (cp < 0x800) {
-        b[0] = static_cast<char>(0xC0 | (cp >> 6));
-        b[1] = static_cast<char>(0x80 | (cp & 0x3F));
-        n = 2;
-    } else if (cp < 0x10000) {
-        b[0] = static_cast<char>(0xE0 | (cp >> 12));
-        b[1] = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-        b[2] = static_cast<char>(0x80 | (cp & 0x3F));
-        n = 3;
-    } else {
-        b[0] = static_cast<char>(0xF0 | (cp >> 18));
-        b[1] = static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
-        b[2] = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-        b[3] = static_cast<char>(0x80 | (cp & 0x3F));
-        n = 4;
-    }
-    return out.appendN(b, n);
-}
 
 // Decodes one UTF-8 sequence at p (n bytes available). Returns its length, or 0 when it is
 // malformed, overlong, a surrogate, beyond U+10FFFF or not an XML character.
@@ -263,7 +241,7 @@ bool Parser::readReference(StringBuffer& out) {
         if (m_pos >= m_len || digits == 0) return fail("Malformed XML character reference.", start);
         ++m_pos;  // ';'
         if (!isXmlChar(cp)) return fail("XML character reference to an invalid character.", start);
-        if (!appendUtf8(cp, out)) return outOfMemory();
+        if (!encoding::appendUtf8(cp, out)) return outOfMemory();
         return true;
     }
     static const struct {

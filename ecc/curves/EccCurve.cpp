@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "ecc/curves/NamedCurves.h"
+#include "host/BigNum.h"
 
 namespace vn {
 
@@ -102,6 +103,12 @@ bool EccCurve::loadCurveByOid(StringBuffer& curveOid, LogBase& log) {
 
     log.LogError("Unsupported ECDSA curve.");
     return false;
+}
+
+unsigned int EccCurve::orderBytes() const {
+    mp_int order;
+    if (!BigNum::mp_read_radix(order, n.getString(), 16)) return static_cast<unsigned int>(fieldBytes);
+    return static_cast<unsigned int>(BigNum::mp_unsigned_bin_size(order));
 }
 
 }  // namespace vn

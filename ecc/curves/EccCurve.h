@@ -27,6 +27,9 @@ public:
     const char* puttyCurveName() const;
     // Appends the PuTTY key-type name of the curve; false for a curve PuTTY has no name for.
     bool getPpkType(StringBuffer& out, LogBase& log) const;
+    // Byte length of the order n, to which SEC 1 and RFC 7518 pad k: fieldBytes on every curve
+    // but secp160r1, whose order is one bit longer than its prime (21 bytes, not 20).
+    unsigned int orderBytes() const;
 
     int fieldBytes;
     StringBuffer name;
