@@ -39,6 +39,11 @@ public:
     static int mp_montgomery_setup(const mp_int& m, unsigned& rho);
     static int mp_montgomery_normalization(mp_int& a, const mp_int& m);
     static int mp_montgomery_reduce(mp_int& a, const mp_int& m, unsigned rho);
+    // c = mp_montgomery_reduce(a * b): the same result as mp_mul followed by the reduction,
+    // formed in one pass when a and b are residues in [0, m). c may be a or b.
+    static int mp_mul_montgomery(const mp_int& a, const mp_int& b, const mp_int& m, unsigned rho, mp_int& c);
+    // c = mp_montgomery_reduce(a^2), likewise.
+    static int mp_sqr_montgomery(const mp_int& a, const mp_int& m, unsigned rho, mp_int& c);
 
     static bool mp_read_radix(mp_int& a, const char* text, int radix);
     static int mp_count_bits(const mp_int& a);

@@ -177,4 +177,110 @@ int BigNum::mp_montgomery_reduce(mp_int& a, const mp_int& m, unsigned rho) {
     return MP_OKAY;
 }
 
+namespace {
+
+// Product and reduction interleaved column by column (product scanning): column k adds the
+// products a[i]*b[k-i] and the already chosen q[j]*m[k-j]; in the low half it then picks
+// q[k] so that the column's digit becomes zero. q is the same digit string the separate
+// reduction would choose (it is -a*b/m mod R), so the result is identical; the product is
+// never stored. A column holds at most 2N products below 2^56, far from 2^64 for N <= 19.
+template <int N, int K, bool Square>
+inline void montColumn(const mp_digit* a, const mp_digit* b, const mp_digit* md, mp_digit r,
+                       mp_digit* q, mp_digit* out, mp_word& acc) {
+    constexpr int lo = K < N ? 0 : K - N + 1;
+    constexpr int hi = K < N ? K : N - 1;
+    if constexpr (Square) {
+        acc += mpd::dot<K, lo, (K + 1) / 2>(a, a) << 1;
+        if constexpr ((K & 1) == 0) acc += mp_word{a[K / 2]} * a[K / 2];
+    } else {
+        acc += mpd::dot<K, lo, hi + 1>(a, b);
+    }
+    if constexpr (K < N) {
+        acc += mpd::dot<K, 0, K>(q, md);
+        q[K] = (static_cast<mp_digit>(acc) * r) & MP_MASK;
+        acc += mp_word{q[K]} * md[0];
+    } else {
+        acc += mpd::dot<K, K - N + 1, N>(q, md);
+        out[K - N] = mpd::lo28(acc);
+    }
+    acc >>= MP_DIGIT_BIT;
+}
+
+template <int N, bool Square, std::size_t... K>
+inline void montColumns(const mp_digit* a, const mp_digit* b, const mp_digit* md, mp_digit r,
+                        mp_digit* out, std::index_sequence<K...>) {
+    mp_digit q[static_cast<std::size_t>(N)];
+    mp_word acc = 0;
+    (montColumn<N, static_cast<int>(K), Square>(a, b, md, r, q, out, acc), ...);
+    out[N - 1] = mpd::lo28(acc);
+    out[N] = static_cast<mp_digit>(acc >> MP_DIGIT_BIT);
+    secureWipe(q, sizeof q);
+}
+
+// out[0 .. N] = (a*b + q*m) / R, below 2m for a, b < m.
+template <int N, bool Square>
+void montFixed(const mp_digit* a, const mp_digit* b, const mp_digit* md, mp_digit r, mp_digit* out) {
+    montColumns<N, Square>(a, b, md, r, out,
+                           std::make_index_sequence<static_cast<std::size_t>(2 * N - 1)>{});
+}
+
+using MontKernel = void (*)(const mp_digit*, const mp_digit*, const mp_digit*, mp_digit, mp_digit*);
+const MontKernel kMontMulKernels[kMaxFixed + 1] = {
+    nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, montFixed<6, false>,
+    montFixed<7, false>, montFixed<8, false>, nullptr, montFixed<10, false>, nullptr,
+    montFixed<12, false>, nullptr, montFixed<14, false>, nullptr, nullptr, nullptr, nullptr,
+    montFixed<19, false>};
+const MontKernel kMontSqrKernels[kMaxFixed + 1] = {
+    nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, montFixed<6, true>,
+    montFixed<7, true>, montFixed<8, true>, nullptr, montFixed<10, true>, nullptr,
+    montFixed<12, true>, nullptr, montFixed<14, true>, nullptr, nullptr, nullptr, nullptr,
+    montFixed<19, true>};
+
+// A residue the one-pass kernels accept: non-negative and below m.
+inline bool isResidue(const mp_int& a, const mp_int& m) {
+    return a.sign == MP_ZPOS && mpd::cmpMag(a.dp, a.used, m.dp, m.used) < 0;
+}
+
+int montOnePass(const mp_int& a, const mp_int& b, const mp_int& m, unsigned rho, mp_int& c,
+                bool square) {
+    const int n = m.used;
+    const MontKernel kernel = square ? kMontSqrKernels[n] : kMontMulKernels[n];
+    mp_digit pa[kMaxFixed], pb[kMaxFixed], out[kMaxFixed + 1];
+    for (int i = 0; i < n; ++i) pa[i] = a.get_digit(i);
+    if (!square) {
+        for (int i = 0; i < n; ++i) pb[i] = b.get_digit(i);
+    }
+    kernel(pa, square ? pa : pb, m.dp, rho & MP_MASK, out);
+    int used = mpd::trimmed(out, n + 1);
+    if (mpd::cmpMag(out, used, m.dp, n) >= 0) {
+        mpd::subMag(out, used, m.dp, n, out);
+        used = mpd::trimmed(out, used);
+    }
+    int err = mpd::assign(c, out, used, MP_ZPOS);
+    secureWipe(pa, sizeof pa);
+    secureWipe(pb, sizeof pb);
+    secureWipe(out, sizeof out);
+    return err;
+}
+
+inline bool onePassFits(const mp_int& m) {
+    const int n = m.used;
+    return n > 0 && n <= kMaxFixed && kMontMulKernels[n] != nullptr && m.sign == MP_ZPOS &&
+           (m.dp[0] & 1) != 0;
+}
+
+}  // namespace
+
+int BigNum::mp_mul_montgomery(const mp_int& a, const mp_int& b, const mp_int& m, unsigned rho, mp_int& c) {
+    if (onePassFits(m) && isResidue(a, m) && isResidue(b, m)) return montOnePass(a, b, m, rho, c, false);
+    int err = mp_mul(a, b, c);
+    return err != MP_OKAY ? err : mp_montgomery_reduce(c, m, rho);
+}
+
+int BigNum::mp_sqr_montgomery(const mp_int& a, const mp_int& m, unsigned rho, mp_int& c) {
+    if (onePassFits(m) && isResidue(a, m)) return montOnePass(a, a, m, rho, c, true);
+    int err = mp_sqr(a, c);
+    return err != MP_OKAY ? err : mp_montgomery_reduce(c, m, rho);
+}
+
 }  // namespace vn

@@ -12,12 +12,13 @@ namespace vn {
 namespace {
 
 // mont(a*b) = a*b*R^-1 mod p. Output may alias an input (the host multiplies in place).
+// The host fuses the product and the reduction into one pass.
 inline bool montMul(const mp_int& a, const mp_int& b, mp_int& out, const mp_int& p, unsigned rho) {
-    return BigNum::mp_mul(a, b, out) == MP_OKAY && BigNum::mp_montgomery_reduce(out, p, rho) == MP_OKAY;
+    return BigNum::mp_mul_montgomery(a, b, p, rho, out) == MP_OKAY;
 }
 
 inline bool montSqr(const mp_int& a, mp_int& out, const mp_int& p, unsigned rho) {
-    return BigNum::mp_sqr(a, out) == MP_OKAY && BigNum::mp_montgomery_reduce(out, p, rho) == MP_OKAY;
+    return BigNum::mp_sqr_montgomery(a, p, rho, out) == MP_OKAY;
 }
 
 // For a, b in [0, p): out = a + b mod p.

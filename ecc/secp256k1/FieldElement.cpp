@@ -50,21 +50,32 @@ void _vnFieldElement::multiply(const _vnFieldElement& other) {
     const uint32_t* a = m_value.words;
     const uint32_t* b = other.m_value.words;
 
-    // P = a * b, 16 words. Written to a separate array, so other may alias this.
-    uint32_t P[16] = {};
-    for (unsigned i = 0; i < 8; ++i) {
-        uint64_t carry = 0;
-        for (unsigned j = 0; j < 8; ++j) {
-            const uint64_t t = uint64_t{a[i]} * b[j] + P[i + j] + carry;
-            P[i + j] = static_cast<uint32_t>(t);
-            carry = t >> 32;
+    // P = a * b, 16 words, formed column by column: each 64-bit partial product is split
+    // into its two halves, summed in two independent 64-bit accumulators (eight halves
+    // cannot overflow them), and only the column carry joins one column to the next. The
+    // products do not wait on each other, unlike a row's carry chain through memory.
+    // Written to a separate array, so other may alias this.
+    uint32_t P[16];
+    uint64_t carry = 0;
+#pragma GCC unroll 16
+    for (unsigned k = 0; k < 15; ++k) {
+        uint64_t lo = carry, hi = 0;
+#pragma GCC unroll 8
+        for (unsigned i = 0; i < 8; ++i) {
+            if (i > k || k - i > 7) continue;
+            const uint64_t t = uint64_t{a[i]} * b[k - i];
+            lo += static_cast<uint32_t>(t);
+            hi += t >> 32;
         }
-        P[i + 8] = static_cast<uint32_t>(carry);
+        P[k] = static_cast<uint32_t>(lo);
+        carry = hi + (lo >> 32);
     }
+    P[15] = static_cast<uint32_t>(carry);
 
     // T = P * mu, 24 words; q = T >> 512.
     uint32_t T[24];
     uint64_t acc = 0;
+#pragma GCC unroll 24
     for (unsigned k = 0; k < 24; ++k) {
         if (k < 16) acc += P[k] * kC;
         if (k >= 1 && k <= 16) acc += P[k - 1];
@@ -78,17 +89,19 @@ void _vnFieldElement::multiply(const _vnFieldElement& other) {
     // uses (carries only travel upward, so the higher words cannot change them).
     uint32_t Q[9];
     int64_t sacc = 0;
+#pragma GCC unroll 9
     for (unsigned k = 0; k < 9; ++k) {
         if (k < 8) sacc -= static_cast<int64_t>(q[k] * kC);
         if (k >= 1) sacc -= static_cast<int64_t>(q[k - 1]);
         if (k >= 8) sacc += static_cast<int64_t>(q[k - 8]);
         Q[k] = static_cast<uint32_t>(static_cast<uint64_t>(sacc));
-        // Arithmetic shift: floor division by 2^32 keeps the signed carry exact.
-        sacc = (sacc - static_cast<int64_t>(Q[k])) / (int64_t{1} << 32);
+        // Arithmetic shift (floor division by 2^32) keeps the signed carry exact.
+        sacc >>= 32;
     }
 
     // D = P - Q over 288 bits; the true remainder is below 2p, so it fits.
     uint32_t borrow = 0;
+#pragma GCC unroll 8
     for (unsigned k = 0; k < 8; ++k) {
         const uint64_t d = uint64_t{P[k]} - Q[k] - borrow;
         m_value.words[k] = static_cast<uint32_t>(d);
