@@ -224,17 +224,110 @@ void montFixed(const mp_digit* a, const mp_digit* b, const mp_digit* md, mp_digi
                            std::make_index_sequence<static_cast<std::size_t>(2 * N - 1)>{});
 }
 
+#if defined(__SIZEOF_INT128__)
+// The same Montgomery product with the digits regrouped into 64-bit limbs for the
+// arithmetic: a quarter of the multiplications of 28-bit digits. R stays 2^(28N): after
+// the full 64-bit reduction steps one short step clears the remaining 28N mod 64 bits. The
+// result is below 2m and the caller's subtraction makes it the same residue.
+using u64 = std::uint64_t;
+__extension__ typedef unsigned __int128 u128;
+
+template <int N>
+struct Limbs {
+    static constexpr int kBits = MP_DIGIT_BIT * N;
+    static constexpr int L = (kBits + 63) / 64;  // limbs of an operand
+    static constexpr int S = kBits / 64;         // full reduction steps
+    static constexpr int RB = kBits - 64 * S;    // bits of the short step
+};
+
+template <int N, int L>
+inline void pack(const mp_digit* d, u64* out) {
+    for (int l = 0; l < L; ++l) out[l] = 0;
+    for (int i = 0; i < N; ++i) {
+        const int bit = MP_DIGIT_BIT * i, limb = bit / 64, off = bit % 64;
+        out[limb] |= u64{d[i]} << off;
+        if (off > 64 - MP_DIGIT_BIT && limb + 1 < L) out[limb + 1] |= u64{d[i]} >> (64 - off);
+    }
+}
+
+// Adds q*m at limb i of t, carrying through the top limb.
+template <int L, int W>
+inline void addRow(u64* t, int i, u64 q, const u64* m) {
+    u64 c = 0;
+    for (int j = 0; j < L; ++j) {
+        const u128 v = u128{q} * m[j] + t[i + j] + c;
+        t[i + j] = static_cast<u64>(v);
+        c = static_cast<u64>(v >> 64);
+    }
+    for (int k = i + L; k < W; ++k) {
+        const u128 v = u128{t[k]} + c;
+        t[k] = static_cast<u64>(v);
+        c = static_cast<u64>(v >> 64);
+    }
+}
+
+template <int N, bool Square>
+void montLimbs(const mp_digit* a, const mp_digit* b, const mp_digit* md, mp_digit r, mp_digit* out) {
+    constexpr int L = Limbs<N>::L, S = Limbs<N>::S, RB = Limbs<N>::RB, W = 2 * L + 1;
+    constexpr std::size_t kL = static_cast<std::size_t>(L), kW = static_cast<std::size_t>(W);
+    u64 A[kL], B[kL], M[kL], T[kW];
+    pack<N, L>(a, A);
+    if (!Square) pack<N, L>(b, B);
+    const u64* Bp = Square ? A : B;
+    pack<N, L>(md, M);
+    // -m^-1 mod 2^64, lifted from rho = -m^-1 mod 2^28 by two Newton steps (28 -> 112 bits).
+    u64 inv = 0 - u64{r};
+    for (int i = 0; i < 2; ++i) inv *= 2 - M[0] * inv;
+    const u64 minv = 0 - inv;
+
+    for (int k = 0; k < W; ++k) T[k] = 0;
+    for (int i = 0; i < L; ++i) {
+        u64 c = 0;
+        for (int j = 0; j < L; ++j) {
+            const u128 v = u128{A[i]} * Bp[j] + T[i + j] + c;
+            T[i + j] = static_cast<u64>(v);
+            c = static_cast<u64>(v >> 64);
+        }
+        T[i + L] = c;
+    }
+    for (int i = 0; i < S; ++i) addRow<L, W>(T, i, T[i] * minv, M);
+    if constexpr (RB > 0) addRow<L, W>(T, S, (T[S] * minv) & ((u64{1} << RB) - 1), M);
+
+    // out = T >> 28N, N + 1 digits.
+    u64 res[kL + 1];
+    for (int l = 0; l <= L; ++l) {
+        const u64 lo = S + l < W ? T[S + l] : 0;
+        const u64 hi = S + l + 1 < W ? T[S + l + 1] : 0;
+        res[l] = RB == 0 ? lo : (lo >> RB) | (hi << ((64 - RB) & 63));
+    }
+    for (int i = 0; i <= N; ++i) {
+        const int bit = MP_DIGIT_BIT * i, limb = bit / 64, off = bit % 64;
+        u64 v = res[limb] >> off;
+        if (off > 64 - MP_DIGIT_BIT && limb + 1 <= L) v |= res[limb + 1] << (64 - off);
+        out[i] = static_cast<mp_digit>(v) & MP_MASK;
+    }
+    secureWipe(A, sizeof A);
+    secureWipe(B, sizeof B);
+    secureWipe(T, sizeof T);
+    secureWipe(res, sizeof res);
+}
+#define ECCKEY_MONT(N, SQ) montLimbs<N, SQ>
+#else
+#define ECCKEY_MONT(N, SQ) montFixed<N, SQ>
+#endif
+
 using MontKernel = void (*)(const mp_digit*, const mp_digit*, const mp_digit*, mp_digit, mp_digit*);
 const MontKernel kMontMulKernels[kMaxFixed + 1] = {
-    nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, montFixed<6, false>,
-    montFixed<7, false>, montFixed<8, false>, nullptr, montFixed<10, false>, nullptr,
-    montFixed<12, false>, nullptr, montFixed<14, false>, nullptr, nullptr, nullptr, nullptr,
-    montFixed<19, false>};
+    nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, ECCKEY_MONT(6, false),
+    ECCKEY_MONT(7, false), ECCKEY_MONT(8, false), nullptr, ECCKEY_MONT(10, false), nullptr,
+    ECCKEY_MONT(12, false), nullptr, ECCKEY_MONT(14, false), nullptr, nullptr, nullptr, nullptr,
+    ECCKEY_MONT(19, false)};
 const MontKernel kMontSqrKernels[kMaxFixed + 1] = {
-    nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, montFixed<6, true>,
-    montFixed<7, true>, montFixed<8, true>, nullptr, montFixed<10, true>, nullptr,
-    montFixed<12, true>, nullptr, montFixed<14, true>, nullptr, nullptr, nullptr, nullptr,
-    montFixed<19, true>};
+    nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, ECCKEY_MONT(6, true),
+    ECCKEY_MONT(7, true), ECCKEY_MONT(8, true), nullptr, ECCKEY_MONT(10, true), nullptr,
+    ECCKEY_MONT(12, true), nullptr, ECCKEY_MONT(14, true), nullptr, nullptr, nullptr, nullptr,
+    ECCKEY_MONT(19, true)};
+#undef ECCKEY_MONT
 
 // A residue the one-pass kernels accept: non-negative and below m.
 inline bool isResidue(const mp_int& a, const mp_int& m) {
