@@ -5,7 +5,6 @@
 #include "ecc/EccKey.h"
 #include "ecc/generic/JacobianArithmetic.h"
 #include "host/BigNum.h"
-#include "host/ScopedOwners.h"
 #include "host/SecureWipe.h"
 
 namespace vn {
@@ -64,13 +63,14 @@ bool EccKey::mul2add(EccPoint& A, mp_int& kA, EccPoint& B, mp_int& kB, EccPoint&
                      LogBase& log) {
     (void)log;  // writes nothing; the caller reports
     constexpr int kScalarBytes = 256;
-    ByteArrayOwner ownerA(vnNewUnsignedChar(kScalarBytes), kScalarBytes);
-    ByteArrayOwner ownerB(vnNewUnsignedChar(kScalarBytes), kScalarBytes);
-    unsigned char* tA = ownerA.get();
-    unsigned char* tB = ownerB.get();
-    if (tA == nullptr || tB == nullptr) return false;
-    std::memset(tA, 0, kScalarBytes);
-    std::memset(tB, 0, kScalarBytes);
+    // The scalar buffers live on the stack, so that the multiplication never touches the
+    // heap; they may hold secret-derived bytes, so they are wiped on every way out.
+    struct WipedBytes {
+        unsigned char b[kScalarBytes] = {};
+        ~WipedBytes() { secureWipe(b, sizeof b); }
+    } bufA, bufB;
+    unsigned char* tA = bufA.b;
+    unsigned char* tB = bufB.b;
 
     int lenA = BigNum::mp_unsigned_bin_size(kA);
     int lenB = BigNum::mp_unsigned_bin_size(kB);
