@@ -1,0 +1,123 @@
+#!/usr/bin/env bash
+# Regenerates the seed corpora under fuzz/corpus/<target>/ from keys and signatures that the
+# ecckey tool and OpenSSL make (and ssh-keygen and puttygen, when present, for the SSH-family
+# files). Keys are random, so every run gives different seeds; commit the result when the
+# target inputs change shape. Files other than seed-* (regression inputs) are kept.
+#   fuzz/make_corpus.sh [path/to/ecckey]    (default: the fuzz build's tool)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+TOOL="${1:-build-fuzz/ecckey/tools/ecckey}"
+[ -x "$TOOL" ] || { echo "no ecckey tool at $TOOL (run fuzz/run.sh 0 first)" >&2; exit 2; }
+TOOL="$(realpath "$TOOL")"
+export ASAN_OPTIONS=detect_leaks=0
+C=fuzz/corpus
+W="$(mktemp -d)"
+trap 'rm -rf "$W"' EXIT
+for t in der pem point raw verify wrap putty jwk xml cli; do
+  mkdir -p "$C/$t"
+  rm -f "$C/$t"/seed-*
+done
+
+# Table order of the named curves: the first byte of several targets indexes it.
+curves=(secp256r1 secp384r1 secp521r1 secp256k1 secp192r1 secp160r1 secp224r1 brainpoolp256r1
+        brainpoolp160r1 brainpoolp192r1 brainpoolp224r1 brainpoolp320r1 brainpoolp384r1 brainpoolp512r1)
+# OpenSSL's names for the curves it makes keys on here.
+declare -A osslName=([secp256r1]=prime256v1 [secp384r1]=secp384r1 [secp521r1]=secp521r1
+                     [secp256k1]=secp256k1 [brainpoolp256r1]=brainpoolP256r1)
+# The scalar the verify target's fixed keys use.
+FIXED_K=5a17c0de5a17c0de5a17c0de
+
+byte() { printf "\\x$(printf %02x "$1")"; }
+hexbin() { xxd -r -p; }
+# An SSH string: 32-bit big-endian length, then the bytes of the file given.
+sshstr() { local n; n=$(stat -c %s "$1"); printf '%08x' "$n" | hexbin; cat "$1"; }
+
+for i in "${!curves[@]}"; do
+  c=${curves[$i]}
+  d="$W/$c"
+  mkdir -p "$d"
+  "$TOOL" gen --to sec1 "$c" > "$d/key.pem"
+  for f in sec1 pkcs8 spki spki-explicit; do "$TOOL" convert --to $f "$d/key.pem" > "$C/pem/seed-$c-$f"; done
+  for f in sec1-der pkcs8-der spki-der spki-explicit-der; do "$TOOL" convert --to $f "$d/key.pem" > "$C/der/seed-$c-$f"; done
+  "$TOOL" convert --to jwk "$d/key.pem" > "$C/jwk/seed-$c-private"
+  "$TOOL" convert --to jwk-public "$d/key.pem" > "$C/jwk/seed-$c-public"
+  "$TOOL" convert --to xml "$d/key.pem" > "$C/xml/seed-$c-private"
+  "$TOOL" pub --to xml "$d/key.pem" > "$C/xml/seed-$c-public"
+  "$TOOL" convert --to xml-dsig "$d/key.pem" > "$C/xml/seed-$c-dsig"
+  "$TOOL" convert --to raw-hex "$d/key.pem" | tr -d '\n' > "$d/k.hex"
+  "$TOOL" pub --to raw-hex "$d/key.pem" | tr -d '\n' > "$d/q.hex"
+  hexbin < "$d/k.hex" > "$d/k.bin"
+  hexbin < "$d/q.hex" > "$d/q.bin"
+  cp "$d/q.bin" "$C/point/seed-$c"
+  { byte 0; cat "$d/k.bin"; } > "$C/raw/seed-$c-private"
+  { byte 2; cat "$d/k.bin"; } > "$C/raw/seed-$c-private-k1"
+  { byte 1; cat "$d/q.bin"; } > "$C/raw/seed-$c-public"
+
+  # PuTTY private blob (an mpint) and an OpenSSH-style private section, each after the point.
+  qlen=$(stat -c %s "$d/q.bin")
+  { if [ $((0x$(head -c2 "$d/k.hex"))) -ge 128 ]; then byte 0; fi; cat "$d/k.bin"; } > "$d/k.mpint"
+  { byte "$i"; byte "$qlen"; cat "$d/q.bin"; sshstr "$d/k.mpint"; } > "$C/putty/seed-$c-mpint"
+  printf 'ecdsa-sha2-%s' "$c" > "$d/type"
+  printf '%s' "$c" > "$d/id"
+  { byte "$i"; byte "$qlen"; cat "$d/q.bin"; sshstr "$d/type"; sshstr "$d/id"; sshstr "$d/q.bin"; sshstr "$d/k.mpint"; } \
+    > "$C/putty/seed-$c-openssh"
+
+  # The tool's input detection: no curve hint (byte 0) for self-describing forms, the curve's
+  # hint for bare hex.
+  for f in sec1 pkcs8-der spki jwk xml-dsig ssh; do
+    # SSH has names for some curves only.
+    { byte 0; "$TOOL" convert --to $f "$d/key.pem" 2>/dev/null; } > "$C/cli/seed-$c-$f" || rm "$C/cli/seed-$c-$f"
+  done
+  { byte $((i + 1)); cat "$d/k.hex"; } > "$C/cli/seed-$c-hex"
+
+  # Signatures by the verify target's fixed key: DER and raw r || s from the tool, DER from
+  # OpenSSL where it knows the curve. Layout: curve, flags, rLen, digest length, digest, sig.
+  printf '%s' "$FIXED_K" > "$d/fixed.hex"
+  "$TOOL" convert --to sec1 --curve "$c" "$d/fixed.hex" > "$d/fixed.pem"
+  printf 'fuzz seed message %s' "$c" > "$d/msg"
+  openssl dgst -sha256 -binary "$d/msg" > "$d/digest"
+  "$TOOL" sign --key "$d/fixed.pem" --format der "$d/msg" > "$d/sig.der"
+  "$TOOL" sign --key "$d/fixed.pem" --format raw "$d/msg" > "$d/sig.raw"
+  { byte "$i"; byte 0; byte 0; byte 32; cat "$d/digest" "$d/sig.der"; } > "$C/verify/seed-$c-der"
+  { byte "$i"; byte 0; byte 0; byte 32; cat "$d/digest" "$d/sig.raw"; } > "$C/verify/seed-$c-raw"
+  half=$(( $(stat -c %s "$d/sig.raw") / 2 ))
+  { byte "$i"; byte 1; byte "$half"; byte 32; cat "$d/digest" "$d/sig.raw"; } > "$C/verify/seed-$c-rlen"
+  cp "$d/sig.der" "$C/wrap/seed-$c-der"
+  cp "$d/sig.raw" "$C/wrap/seed-$c-raw"
+  if [ -n "${osslName[$c]:-}" ]; then
+    openssl dgst -sha256 -sign "$d/fixed.pem" "$d/msg" > "$d/sig.ossl"
+    { byte "$i"; byte 0; byte 0; byte 32; cat "$d/digest" "$d/sig.ossl"; } > "$C/verify/seed-$c-openssl"
+  fi
+done
+
+# OpenSSL's own encodings: traditional and PKCS#8 PEM, the EC PARAMETERS block in front,
+# explicit parameters and compressed points (which the loaders refuse).
+for c in secp256r1 secp384r1 secp256k1 brainpoolp256r1; do
+  o=${osslName[$c]}
+  openssl ecparam -name "$o" -genkey > "$C/pem/seed-openssl-$c-params-sec1"
+  openssl ec -in "$C/pem/seed-openssl-$c-params-sec1" 2>/dev/null > "$W/$c.ossl.pem"
+  openssl pkcs8 -topk8 -nocrypt -in "$W/$c.ossl.pem" > "$C/pem/seed-openssl-$c-pkcs8"
+  openssl ec -in "$W/$c.ossl.pem" -pubout 2>/dev/null > "$C/pem/seed-openssl-$c-spki"
+  openssl ec -in "$W/$c.ossl.pem" -outform DER 2>/dev/null > "$C/der/seed-openssl-$c-sec1"
+  openssl pkcs8 -topk8 -nocrypt -in "$W/$c.ossl.pem" -outform DER > "$C/der/seed-openssl-$c-pkcs8"
+  openssl ec -in "$W/$c.ossl.pem" -pubout -outform DER 2>/dev/null > "$C/der/seed-openssl-$c-spki"
+  openssl ec -in "$W/$c.ossl.pem" -pubout -outform DER -param_enc explicit 2>/dev/null > "$C/der/seed-openssl-$c-spki-explicit"
+  openssl ec -in "$W/$c.ossl.pem" -pubout -outform DER -conv_form compressed 2>/dev/null > "$C/der/seed-openssl-$c-spki-compressed"
+  { byte 0; cat "$C/pem/seed-openssl-$c-params-sec1"; } > "$C/cli/seed-openssl-$c-params-sec1"
+done
+
+# SSH-family private key files, when the peers are installed.
+if command -v ssh-keygen > /dev/null; then
+  for b in 256 384 521; do
+    ssh-keygen -q -t ecdsa -b $b -N '' -C fuzz -f "$W/id_$b" > /dev/null
+    { byte 0; cat "$W/id_$b"; } > "$C/cli/seed-openssh-private-$b"
+  done
+fi
+if command -v puttygen > /dev/null; then
+  puttygen -q -t ecdsa -b 256 -o "$W/p3.ppk" --new-passphrase /dev/null 2>/dev/null &&
+    { byte 0; cat "$W/p3.ppk"; } > "$C/cli/seed-putty-v3"
+  puttygen -q -t ecdsa -b 384 --ppk-param version=2 -o "$W/p2.ppk" --new-passphrase /dev/null 2>/dev/null &&
+    { byte 0; cat "$W/p2.ppk"; } > "$C/cli/seed-putty-v2"
+fi
+
+du -sh "$C"
