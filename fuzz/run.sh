@@ -16,7 +16,7 @@ B=build-fuzz
 
 # The main build's CXXFLAGS (-Werror under CI) are for g++; the fuzz build sets its own.
 CXXFLAGS= cmake -S fuzz -B "$B" -DCMAKE_CXX_COMPILER=clang++ > /dev/null
-cmake --build "$B" -j2 > "$B.log" 2>&1 || { tail -40 "$B.log"; exit 1; }
+cmake --build "$B" -j2 > "$B/build.log" 2>&1 || { tail -40 "$B/build.log"; exit 1; }
 [ "$SECS" -gt 0 ] || exit 0
 
 mkdir -p "$B/findings"
