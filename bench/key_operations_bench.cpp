@@ -7,9 +7,13 @@
 #include <openssl/obj_mac.h>
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "ecc/EccKey.h"
+#include "ecc/secp256k1/CurvePt.h"
+#include "host/BigNum.h"
+#include "host/BigNumCount.h"
 #include "host/Prng.h"
 
 #ifdef ECCKEY_HAVE_LIBSECP256K1
@@ -36,6 +40,25 @@ const unsigned char kDigest[32] = {0x9F, 0x86, 0xD0, 0x81, 0x88, 0x4C, 0x7D, 0x6
                                    0xA0, 0xC5, 0x5A, 0xD0, 0x15, 0xA3, 0xBF, 0x4F, 0x1B, 0x2B, 0x0B,
                                    0x82, 0x2C, 0xD1, 0x5D, 0x6C, 0x15, 0xB0, 0xF0, 0x0A, 0x08};
 
+// In the counting build each of our operations also reports its field multiplications.
+struct FieldMulCounter {
+    explicit FieldMulCounter(benchmark::State& s) : state(s) {
+#ifdef ECCKEY_COUNT_FIELD_MULS
+        start = vn::g_fieldMulCount;
+#endif
+    }
+    ~FieldMulCounter() {
+#ifdef ECCKEY_COUNT_FIELD_MULS
+        if (state.iterations() > 0) {
+            state.counters["fmul"] = static_cast<double>(vn::g_fieldMulCount - start) /
+                                     static_cast<double>(state.iterations());
+        }
+#endif
+    }
+    benchmark::State& state;
+    unsigned long long start = 0;
+};
+
 struct OurKeys {
     explicit OurKeys(const char* curve) {
         vn::LogNull log;
@@ -54,6 +77,7 @@ void BM_ecckey_keygen(benchmark::State& state) {
     vn::LogNull log;
     vn::StringBuffer name(c.name);
     vn::EccKey key;
+    FieldMulCounter counter(state);
     for (auto _ : state) benchmark::DoNotOptimize(key.generateNewKey(name, prng, log));
     state.SetLabel(c.name);
 }
@@ -63,6 +87,7 @@ void BM_ecckey_sign(benchmark::State& state) {
     OurKeys k(c.name);
     vn::LogNull log;
     vn::DataBuffer sig;
+    FieldMulCounter counter(state);
     for (auto _ : state) benchmark::DoNotOptimize(k.key.eccSignHash(kDigest, 32, k.prng, true, sig, log));
     state.SetLabel(c.name);
 }
@@ -72,6 +97,7 @@ void BM_ecckey_verify(benchmark::State& state) {
     OurKeys k(c.name);
     vn::LogNull log;
     bool valid = false;
+    FieldMulCounter counter(state);
     for (auto _ : state) {
         k.key.eccVerifyHash(k.sig.getData2(), k.sig.getSize(), false, kDigest, 32, valid, log, 0);
         benchmark::DoNotOptimize(valid);
@@ -84,9 +110,39 @@ void BM_ecckey_ecdh(benchmark::State& state) {
     OurKeys k(c.name);
     vn::LogNull log;
     vn::DataBuffer secret;
+    FieldMulCounter counter(state);
     for (auto _ : state) benchmark::DoNotOptimize(k.key.sharedSecret(k.peer, secret, log));
     state.SetLabel(c.name);
 }
+
+// One field multiplication of each engine on the curve: the unit of the cost column.
+void BM_ecckey_fieldmul(benchmark::State& state) {
+    const CurveCase& c = kCurves[state.range(0)];
+    vn::LogNull log;
+    vn::EccKey key;
+    key.m_curve.loadCurveByName(c.name, log);
+    if (std::string(c.name) == "secp256k1") {
+        vn::_vnFieldElement a = vn::_vnCurvePt::m_s_G.x;
+        const vn::_vnFieldElement b = vn::_vnCurvePt::m_s_G.y;
+        for (auto _ : state) {
+            a.multiply(b);
+            benchmark::DoNotOptimize(a);
+        }
+    } else {
+        vn::mp_int p, x, y;
+        unsigned rho = 0;
+        vn::BigNum::mp_read_radix(p, key.m_curve.p.getString(), 16);
+        vn::BigNum::mp_read_radix(x, key.m_curve.Gx.getString(), 16);
+        vn::BigNum::mp_read_radix(y, key.m_curve.Gy.getString(), 16);
+        vn::BigNum::mp_montgomery_setup(p, rho);
+        for (auto _ : state) {
+            vn::BigNum::mp_mul_montgomery(x, y, p, rho, x);
+            benchmark::DoNotOptimize(x);
+        }
+    }
+    state.SetLabel(c.name);
+}
+BENCHMARK(BM_ecckey_fieldmul)->DenseRange(0, kCurveCount - 1);
 
 using PkeyPtr = std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)>;
 using CtxPtr = std::unique_ptr<EVP_PKEY_CTX, decltype(&EVP_PKEY_CTX_free)>;

@@ -1,4 +1,5 @@
 #include "host/BigNum.h"
+#include "host/BigNumCount.h"
 #include "host/BigNumDigits.h"
 
 namespace vn {
@@ -159,6 +160,7 @@ int BigNum::mp_mod(const mp_int& a, const mp_int& m, mp_int& c) {
 }
 
 int BigNum::mp_mulmod(const mp_int& a, const mp_int& b, const mp_int& m, mp_int& d) {
+    ECCKEY_COUNT_FIELD_MUL();
     mp_int t;
     int err = mp_mul(a, b, t);
     if (err != MP_OKAY) return err;

@@ -1,4 +1,5 @@
 #include "host/BigNum.h"
+#include "host/BigNumCount.h"
 #include "host/BigNumDigits.h"
 
 namespace vn {
@@ -365,12 +366,14 @@ inline bool onePassFits(const mp_int& m) {
 }  // namespace
 
 int BigNum::mp_mul_montgomery(const mp_int& a, const mp_int& b, const mp_int& m, unsigned rho, mp_int& c) {
+    ECCKEY_COUNT_FIELD_MUL();
     if (onePassFits(m) && isResidue(a, m) && isResidue(b, m)) return montOnePass(a, b, m, rho, c, false);
     int err = mp_mul(a, b, c);
     return err != MP_OKAY ? err : mp_montgomery_reduce(c, m, rho);
 }
 
 int BigNum::mp_sqr_montgomery(const mp_int& a, const mp_int& m, unsigned rho, mp_int& c) {
+    ECCKEY_COUNT_FIELD_MUL();
     if (onePassFits(m) && isResidue(a, m)) return montOnePass(a, a, m, rho, c, true);
     int err = mp_sqr(a, c);
     return err != MP_OKAY ? err : mp_montgomery_reduce(c, m, rho);

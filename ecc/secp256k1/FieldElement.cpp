@@ -1,6 +1,7 @@
 #include "ecc/secp256k1/FieldElement.h"
 
 #include "ecc/secp256k1/ConstantTime.h"
+#include "host/BigNumCount.h"
 
 namespace vn {
 
@@ -47,6 +48,7 @@ void _vnFieldElement::reciprocal() { m_value.reciprocal(m_Modulus); }
 // quotient estimate is at most one short, leaving a remainder below 2p that one masked
 // subtraction finishes.
 void _vnFieldElement::multiply(const _vnFieldElement& other) {
+    ECCKEY_COUNT_FIELD_MUL();
     const uint32_t* a = m_value.words;
     const uint32_t* b = other.m_value.words;
 
