@@ -44,6 +44,12 @@ std::atomic<bool> g_armed{false};
 std::atomic<int> g_hits[kMaxPatterns];
 std::atomic<std::size_t> g_hitBlockSize[kMaxPatterns];
 
+}  // namespace
+
+// AddressSanitizer brings its own allocator, which the replacements must not bypass.
+#ifndef ECCKEY_TEST_UNDER_ASAN
+namespace {
+
 bool contains(const unsigned char* block, std::size_t n, const Pattern& pat) {
     if (pat.len == 0 || n < pat.len) return false;
     for (std::size_t i = 0; i + pat.len <= n; ++i) {
@@ -111,6 +117,7 @@ void operator delete(void* p, std::align_val_t) noexcept { inspectAndFree(p); }
 void operator delete[](void* p, std::align_val_t) noexcept { inspectAndFree(p); }
 void operator delete(void* p, std::size_t, std::align_val_t) noexcept { inspectAndFree(p); }
 void operator delete[](void* p, std::size_t, std::align_val_t) noexcept { inspectAndFree(p); }
+#endif
 
 namespace vn {
 namespace {
