@@ -4,6 +4,7 @@
 // given, without recomputing it from "d".
 
 #include "ecc/EccKey.h"
+#include "ecc/KeyLoadGuard.h"
 #include "host/BigNum.h"
 #include "host/JsonObject.h"
 #include "host/TextEncoding.h"
@@ -78,13 +79,14 @@ bool EccKey::toEccPublicKeyJwk(StringBuffer& out, bool thumbprintOrder, LogBase&
 
 bool EccKey::loadAnyJwk(const ClsJsonObject& jwk, LogBase& log) {
     LogContextExitor ctx(log, "loadAnyJwk_ecc");
+    PrivateTypeGuard guard(*this);
     clearEccKey();
     m_keyType = 0;
 
     LogNull quiet;
     if (jwk.hasMember("d", quiet)) {
         m_keyType = 1;
-        if (!jwkContentToMpInt(jwk, "d", m_k, log)) return false;
+        if (!jwkContentToMpInt(jwk, "d", m_k, log) || !privateScalarIsUsable(m_k, log)) return false;
     }
 
     StringBuffer crv;
@@ -101,7 +103,7 @@ bool EccKey::loadAnyJwk(const ClsJsonObject& jwk, LogBase& log) {
     m_pubPoint.format = 4;
     BigNum::mp_set(m_pubPoint.z, 1);
     if (!jwkContentToMpInt(jwk, "x", m_pubPoint.x, log)) return false;
-    return jwkContentToMpInt(jwk, "y", m_pubPoint.y, log);
+    return guard.succeeded(jwkContentToMpInt(jwk, "y", m_pubPoint.y, log));
 }
 
 }  // namespace vn

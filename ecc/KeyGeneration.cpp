@@ -1,6 +1,7 @@
 // Making a private key and deriving its public point.
 
 #include "ecc/EccKey.h"
+#include "ecc/KeyLoadGuard.h"
 #include "ecc/generic/ScalarMultiplication.h"
 #include "ecc/secp256k1/CurvePt.h"
 #include "ecc/secp256k1/Uint256Conversions.h"
@@ -20,6 +21,7 @@ bool scalarFromBytes(const DataBuffer& bytes, mp_int& k) {
 
 bool EccKey::generateNewKey(const StringBuffer& curveName, _vnPrng& prng, LogBase& log) {
     LogContextExitor ctx(log, "generateNewKey_ecc");
+    PrivateTypeGuard guard(*this);
     clearEccKey();
     m_keyType = 1;
     if (!m_curve.loadCurveByName(curveName.getString(), log)) {
@@ -34,12 +36,13 @@ bool EccKey::generateNewKey(const StringBuffer& curveName, _vnPrng& prng, LogBas
     }
     if (!scalarFromBytes(random, m_k)) return false;
     random.secureClear();
-    return genPubKey(log);
+    return guard.succeeded(genPubKey(log));
 }
 
 bool EccKey::generateNewKey2(const StringBuffer& curveName, const char* kText, const char* encoding,
                              LogBase& log) {
     LogContextExitor ctx(log, "generateNewKey2_ecc");
+    PrivateTypeGuard guard(*this);
     clearEccKey();
     m_keyType = 1;
     if (!m_curve.loadCurveByName(curveName.getString(), log)) return false;
@@ -51,7 +54,7 @@ bool EccKey::generateNewKey2(const StringBuffer& curveName, const char* kText, c
     }
     if (!scalarFromBytes(decoded, m_k)) return false;
     decoded.secureClear();
-    return genPubKey(log);
+    return guard.succeeded(genPubKey(log));
 }
 
 bool EccKey::genPubKey(LogBase& log) {
@@ -63,6 +66,14 @@ bool EccKey::genPubKey(LogBase& log) {
         // conversion's caller; refuse it instead of deriving the point of a different key.
         if (!mp_int_to_uint256(m_k, k)) {
             log.LogError("Private key is larger than 256 bits.");
+            return false;
+        }
+        // Below 2^256 < 2n the only multiples of n are 0 and n, whose product is the point at
+        // infinity: no public key, so no private key either (the generic path refuses them too).
+        mp_int order;
+        if (m_k.isZero() || (BigNum::mp_read_radix(order, m_curve.n.getString(), 16) &&
+                             BigNum::mp_cmp(m_k, order) == 0)) {
+            log.LogError("point multiply failed.");
             return false;
         }
         _vnCurvePt Q = _vnCurvePt::m_s_G;

@@ -3,6 +3,7 @@
 // is the caller's job; these methods receive the blobs already extracted.
 
 #include "ecc/EccKey.h"
+#include "ecc/KeyLoadGuard.h"
 #include "host/BigNum.h"
 #include "host/Hash.h"
 #include "host/SshMessage.h"
@@ -121,6 +122,7 @@ bool EccKey::loadPrivateFromPuttySsh(const char* curveName, DataBuffer& x963, Da
         }
     }
 
+    if (keyType == 1 && !privateScalarIsUsable(m_k, log)) return false;
     if (!m_pubPoint.loadEccPoint(x963, log)) {
         log.LogError("Failed to load ECC point");
         return false;

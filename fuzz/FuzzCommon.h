@@ -76,6 +76,14 @@ inline void checkDerRoundTrip(vn::EccKey& key) {
     vn::LogNull log;
     vn::DataBuffer der;
     const bool priv = key.m_keyType == 1;
+    // The X9.63 reader takes coordinates of any width (it does not hold the encoding against
+    // the curve's size, and the point check is a separate step); the writer emits exactly
+    // fieldBytes per coordinate. Only public points that fit the field can come back.
+    const int width = key.m_curve.fieldBytes;
+    if (!priv && (vn::BigNum::mp_unsigned_bin_size(key.m_pubPoint.x) > width ||
+                  vn::BigNum::mp_unsigned_bin_size(key.m_pubPoint.y) > width)) {
+        return;
+    }
     const bool exported = priv ? key.toEccPkcs8PrivateKeyDer(der, log) : key.toPublicKeyDer_shortFmt(der, log);
     if (!exported) {
         // Nothing half-written may stay in the buffer of a failed private export.

@@ -225,7 +225,7 @@ TEST(JwkForms, LoadAnyJwkAcceptsAndRefuses) {
         {"no kty, extra members", "{\"crv\":\"P-256\",\"use\":\"sig\",\"key_ops\":[\"sign\"]," + xy + "}", true, 0,
          nullptr, "secp256r1"},
         {"private", "{\"crv\":\"P-256\"," + xy + ",\"d\":\"AQ\"}", true, 1, nullptr, "secp256r1"},
-        {"d then no crv", "{\"d\":\"AQ\"," + xy + "}", false, 1, "JWK crv member in ECC key is missing", nullptr},
+        {"d then no crv", "{\"d\":\"AQ\"," + xy + "}", false, 0, "JWK crv member in ECC key is missing", nullptr},
         {"no crv", "{" + xy + "}", false, 0, "JWK crv member in ECC key is missing", nullptr},
         {"crv null", "{\"crv\":null," + xy + "}", false, 0, "JWK crv member in ECC key is missing", nullptr},
         {"crv object", "{\"crv\":{}," + xy + "}", false, 0, "JWK crv member in ECC key is missing", nullptr},
@@ -245,8 +245,9 @@ TEST(JwkForms, LoadAnyJwkAcceptsAndRefuses) {
          "JWK member is not valid base64url", "secp256r1"},
         {"non-zero spare bits", "{\"crv\":\"P-256\",\"x\":\"AB\",\"y\":\"" + y + "\"}", false, 0,
          "JWK member is not valid base64url", "secp256r1"},
-        {"bad d", "{\"crv\":\"P-256\"," + xy + ",\"d\":\"!!\"}", false, 1, "JWK member is not valid base64url", nullptr},
-        {"d null", "{\"crv\":\"P-256\"," + xy + ",\"d\":null}", false, 1, "JWK member is missing", nullptr},
+        {"bad d", "{\"crv\":\"P-256\"," + xy + ",\"d\":\"!!\"}", false, 0, "JWK member is not valid base64url", nullptr},
+        {"zero d", "{\"crv\":\"P-256\"," + xy + ",\"d\":\"AA\"}", false, 0, "Private key is zero.", nullptr},
+        {"d null", "{\"crv\":\"P-256\"," + xy + ",\"d\":null}", false, 0, "JWK member is missing", nullptr},
     };
     for (const Case& c : cases) {
         EccKey key;
@@ -273,9 +274,10 @@ TEST(JwkForms, LoadAnyJwkAcceptsAndRefuses) {
 TEST(JwkForms, RefusalDetails) {
     LogBase log;
     EccKey key;
-    // d is read before crv is looked for, and stays read.
+    // d is read before crv is looked for, and stays read; but a failed load is never typed
+    // private.
     ASSERT_FALSE(loadJwk("{\"d\":\"AQI\",\"x\":\"AA\",\"y\":\"AA\"}", key, log));
-    EXPECT_EQ(key.m_keyType, 1);
+    EXPECT_EQ(key.m_keyType, 0);
     EXPECT_EQ(BigNum::mp_cmp_d(key.m_k, 0x0102), 0);
 
     log.clearLog();

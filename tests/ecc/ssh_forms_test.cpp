@@ -259,6 +259,7 @@ TEST(SshForms, FailuresNameTheMissingPartAndLeaveNoPrivateKey) {
          &x963, "secp256r1", "Failed to parse private key mp_int"},
         {"negative mpint", [&](DataBuffer& b) { b.append("\0\0\0\1\x80", 5); }, &x963, "secp256r1",
          "Failed to parse private key mp_int"},
+        {"zero k", [&](DataBuffer& b) { b.appendUint32_be(0); }, &x963, "secp256r1", "Private key is zero."},
         {"bad point", [&](DataBuffer& b) { appendMpInt(b, key.m_k); }, &badPoint, "secp256r1",
          "Failed to load ECC point"},
         {"unknown curve", [&](DataBuffer& b) { appendMpInt(b, key.m_k); }, &x963, "nistk256", nullptr},
