@@ -86,7 +86,7 @@ bool EccKey::loadAnyJwk(const ClsJsonObject& jwk, LogBase& log) {
     LogNull quiet;
     if (jwk.hasMember("d", quiet)) {
         m_keyType = 1;
-        if (!jwkContentToMpInt(jwk, "d", m_k, log) || !privateScalarIsUsable(m_k, log)) return false;
+        if (!jwkContentToMpInt(jwk, "d", m_k, log)) return false;
     }
 
     StringBuffer crv;
@@ -99,6 +99,7 @@ bool EccKey::loadAnyJwk(const ClsJsonObject& jwk, LogBase& log) {
         log.LogDataSb("crv", crv);
         return false;
     }
+    if (m_keyType == 1 && !privateScalarIsUsable(m_k, m_curve, log)) return false;
 
     m_pubPoint.format = 4;
     BigNum::mp_set(m_pubPoint.z, 1);

@@ -2,6 +2,7 @@
 // Internal helpers shared by the operations that fill a key from outside data.
 
 #include "ecc/EccKey.h"
+#include "host/BigNum.h"
 
 namespace vn {
 
@@ -27,12 +28,20 @@ private:
     bool m_ok = false;
 };
 
-// A private key of zero is no key: every signature it made would reveal nothing but be
-// forgeable, and its exports have no scalar to write. Writes an error line for zero.
-inline bool privateScalarIsUsable(const mp_int& k, LogBase& log) {
-    if (!k.isZero()) return true;
-    log.LogError("Private key is zero.");
-    return false;
+// A private scalar from outside must lie in [1, n-1]: zero is no key (its exports have no
+// scalar to write), and one of n or more is not the key its bytes claim (the DER reader
+// refuses it, so it could not even travel). Writes an error line when it does not.
+inline bool privateScalarIsUsable(const mp_int& k, const EccCurve& curve, LogBase& log) {
+    if (k.isZero()) {
+        log.LogError("Private key is zero.");
+        return false;
+    }
+    mp_int n;
+    if (!BigNum::mp_read_radix(n, curve.n.getString(), 16) || BigNum::mp_cmp(k, n) != -1) {
+        log.LogError("K is out of range.");
+        return false;
+    }
+    return true;
 }
 
 }  // namespace vn

@@ -122,7 +122,7 @@ bool EccKey::loadPrivateFromPuttySsh(const char* curveName, DataBuffer& x963, Da
         }
     }
 
-    if (keyType == 1 && !privateScalarIsUsable(m_k, log)) return false;
+    if (keyType == 1 && !privateScalarIsUsable(m_k, m_curve, log)) return false;
     if (!m_pubPoint.loadEccPoint(x963, log)) {
         log.LogError("Failed to load ECC point");
         return false;

@@ -12,7 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         fuzz::checkFailedLoad(key, "loadAnyXml");
         return 0;
     }
-    fuzz::checkDerRoundTrip(key);
+    if (!fuzz::checkDerRoundTrip(key)) return 0;
 
     vn::StringBuffer out;
     const bool priv = key.m_keyType == 1;

@@ -246,7 +246,9 @@ TEST(JwkForms, LoadAnyJwkAcceptsAndRefuses) {
         {"non-zero spare bits", "{\"crv\":\"P-256\",\"x\":\"AB\",\"y\":\"" + y + "\"}", false, 0,
          "JWK member is not valid base64url", "secp256r1"},
         {"bad d", "{\"crv\":\"P-256\"," + xy + ",\"d\":\"!!\"}", false, 0, "JWK member is not valid base64url", nullptr},
-        {"zero d", "{\"crv\":\"P-256\"," + xy + ",\"d\":\"AA\"}", false, 0, "Private key is zero.", nullptr},
+        {"zero d", "{\"crv\":\"P-256\"," + xy + ",\"d\":\"AA\"}", false, 0, "Private key is zero.", "secp256r1"},
+        {"d above n", "{\"crv\":\"P-256\"," + xy + ",\"d\":\"" + std::string(42, '_') + "w\"}", false, 0,
+         "K is out of range.", "secp256r1"},
         {"d null", "{\"crv\":\"P-256\"," + xy + ",\"d\":null}", false, 0, "JWK member is missing", nullptr},
     };
     for (const Case& c : cases) {
