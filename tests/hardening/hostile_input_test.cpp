@@ -500,15 +500,28 @@ std::string loggedValue(const LogBase& log, const char* name) {
     return v;
 }
 
+// A copy of a test key and a valid DER signature of a fixed 32-byte digest, the starting
+// point every hostile signature is derived from.
+struct SignedDigest {
+    explicit SignedDigest(const EccKey& source) {
+        key.copyFromEccKey(source);
+        _vnSystemPrng prng;
+        LogBase log;
+        signed_ = key.eccSignHash(digest.data(), 32, prng, true, sig, log);
+    }
+    EccKey key;
+    const Bytes digest = Bytes(32, 0x5A);
+    DataBuffer sig;
+    bool signed_ = false;
+};
+
 TEST(HostileVerify, GenericCurve) {
     const Keys& K = keys();
-    EccKey key;
-    key.copyFromEccKey(K.p256);
-    const Bytes digest(32, 0x5A);
-    _vnSystemPrng prng;
-    LogBase slog;
-    DataBuffer sig;
-    ASSERT_TRUE(key.eccSignHash(digest.data(), 32, prng, true, sig, slog));
+    SignedDigest sd(K.p256);
+    ASSERT_TRUE(sd.signed_);
+    EccKey& key = sd.key;
+    const Bytes& digest = sd.digest;
+    DataBuffer& sig = sd.sig;
 
     for (const SigRow& row : hostileSignatures(bytesOf(sig), K.n)) {
         LogBase log;
@@ -544,13 +557,11 @@ TEST(HostileVerify, GenericCurve) {
 
 TEST(HostileVerify, Secp256k1) {
     const Keys& K = keys();
-    EccKey key;
-    key.copyFromEccKey(K.k1);
-    const Bytes digest(32, 0x5A);
-    _vnSystemPrng prng;
-    LogBase slog;
-    DataBuffer sig;
-    ASSERT_TRUE(key.eccSignHash(digest.data(), 32, prng, true, sig, slog));
+    SignedDigest sd(K.k1);
+    ASSERT_TRUE(sd.signed_);
+    EccKey& key = sd.key;
+    const Bytes& digest = sd.digest;
+    DataBuffer& sig = sd.sig;
 
     for (const SigRow& row : hostileSignatures(bytesOf(sig), K.k1n)) {
         LogBase log;
