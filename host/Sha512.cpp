@@ -3,14 +3,14 @@
 #include <cstdint>
 
 #include "host/HashFunctions.h"
-#include "host/SecureWipe.h"
+#include "host/Sha2Core.h"
 
 namespace vn {
 namespace hashfn {
 
 namespace {
 
-constexpr std::uint64_t K[80] = {
+constexpr std::uint64_t kRoundConstants[80] = {
     0x428a2f98d728ae22, 0x7137449123ef65cd, 0xb5c0fbcfec4d3b2f, 0xe9b5dba58189dbbc, 0x3956c25bf348b538,
     0x59f111f1b605d019, 0x923f82a4af194f9b, 0xab1c5ed5da6d8118, 0xd807aa98a3030242, 0x12835b0145706fbe,
     0x243185be4ee4b28c, 0x550c7dc3d5ffb4e2, 0x72be5d74f27b896f, 0x80deb1fe3b1696b1, 0x9bdc06a725c71235,
@@ -36,73 +36,22 @@ constexpr std::uint64_t kInit512[8] = {0x6a09e667f3bcc908, 0xbb67ae8584caa73b, 0
                                        0xa54ff53a5f1d36f1, 0x510e527fade682d1, 0x9b05688c2b3e6c1f,
                                        0x1f83d9abfb41bd6b, 0x5be0cd19137e2179};
 
-constexpr std::size_t kBlock = 128;
-
-inline std::uint64_t rotr(std::uint64_t x, unsigned n) { return (x >> n) | (x << (64 - n)); }
-
-void compress(std::uint64_t h[8], const unsigned char* block, std::uint64_t w[80]) {
-    for (unsigned t = 0; t < 16; ++t) {
-        std::uint64_t v = 0;
-        for (unsigned j = 0; j < 8; ++j) v = (v << 8) | block[8 * t + j];
-        w[t] = v;
-    }
-    for (unsigned t = 16; t < 80; ++t) {
-        const std::uint64_t s0 = rotr(w[t - 15], 1) ^ rotr(w[t - 15], 8) ^ (w[t - 15] >> 7);
-        const std::uint64_t s1 = rotr(w[t - 2], 19) ^ rotr(w[t - 2], 61) ^ (w[t - 2] >> 6);
-        w[t] = w[t - 16] + s0 + w[t - 7] + s1;
-    }
-    std::uint64_t a = h[0], b = h[1], c = h[2], d = h[3], e = h[4], f = h[5], g = h[6], hh = h[7];
-    for (unsigned t = 0; t < 80; ++t) {
-        const std::uint64_t t1 =
-            hh + (rotr(e, 14) ^ rotr(e, 18) ^ rotr(e, 41)) + ((e & f) ^ (~e & g)) + K[t] + w[t];
-        const std::uint64_t t2 = (rotr(a, 28) ^ rotr(a, 34) ^ rotr(a, 39)) + ((a & b) ^ (a & c) ^ (b & c));
-        hh = g;
-        g = f;
-        f = e;
-        e = d + t1;
-        d = c;
-        c = b;
-        b = a;
-        a = t1 + t2;
-    }
-    h[0] += a;
-    h[1] += b;
-    h[2] += c;
-    h[3] += d;
-    h[4] += e;
-    h[5] += f;
-    h[6] += g;
-    h[7] += hh;
-}
-
-void run(const std::uint64_t init[8], const unsigned char* data, std::size_t len, unsigned char* out,
-         unsigned outLen) {
-    std::uint64_t h[8];
-    std::uint64_t w[80];
-    unsigned char tail[2 * kBlock];
-    static const unsigned char kNothing[1] = {0};
-    if (data == nullptr) data = kNothing;
-    for (unsigned i = 0; i < 8; ++i) h[i] = init[i];
-    const std::size_t full = len / kBlock;
-    for (std::size_t i = 0; i < full; ++i) compress(h, data + i * kBlock, w);
-    const std::size_t tailLen =
-        padTail(data + full * kBlock, len - full * kBlock, len, kBlock, 16, true, tail);
-    for (std::size_t off = 0; off < tailLen; off += kBlock) compress(h, tail + off, w);
-    for (unsigned i = 0; i < outLen; ++i) out[i] = static_cast<unsigned char>(h[i / 8] >> (56 - 8 * (i % 8)));
-    // The message may have been a secret; leave none of it behind on the stack.
-    secureWipe(h, sizeof h);
-    secureWipe(w, sizeof w);
-    secureWipe(tail, sizeof tail);
-}
+struct Params {
+    using Word = std::uint64_t;
+    static constexpr unsigned kRounds = 80;
+    static constexpr const Word* K = kRoundConstants;
+    static constexpr unsigned r0a = 1, r0b = 8, r0c = 7, r1a = 19, r1b = 61, r1c = 6;
+    static constexpr unsigned e1a = 14, e1b = 18, e1c = 41, a0a = 28, a0b = 34, a0c = 39;
+};
 
 }  // namespace
 
 void sha384(const unsigned char* data, std::size_t len, unsigned char* out) {
-    run(kInit384, data, len, out, kSha384Len);
+    sha2::run<Params>(kInit384, data, len, out, kSha384Len);
 }
 
 void sha512(const unsigned char* data, std::size_t len, unsigned char* out) {
-    run(kInit512, data, len, out, kSha512Len);
+    sha2::run<Params>(kInit512, data, len, out, kSha512Len);
 }
 
 }  // namespace hashfn
