@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "ecc/EccKey.h"
+#include "ecc/generic/LimbCurve.h"
 #include "ecc/secp256k1/CurvePt.h"
 #include "host/BigNum.h"
 #include "host/BigNumCount.h"
@@ -130,15 +131,23 @@ void BM_ecckey_fieldmul(benchmark::State& state) {
         }
     } else {
         vn::mp_int p, x, y;
-        unsigned rho = 0;
         vn::BigNum::mp_read_radix(p, key.m_curve.p.getString(), 16);
         vn::BigNum::mp_read_radix(x, key.m_curve.Gx.getString(), 16);
         vn::BigNum::mp_read_radix(y, key.m_curve.Gy.getString(), 16);
-        vn::BigNum::mp_montgomery_setup(p, rho);
-        for (auto _ : state) {
-            vn::BigNum::mp_mul_montgomery(x, y, p, rho, x);
-            benchmark::DoNotOptimize(x);
-        }
+        vn::withFieldLimbs(vn::fieldLimbs(p), [&](auto limbs) {
+            constexpr int L = decltype(limbs)::value;
+            vn::Limb lp[L], lx[L], ly[L];
+            vn::BigNum::mpint_to_limbs(p, lp, L);
+            vn::BigNum::mpint_to_limbs(x, lx, L);
+            vn::BigNum::mpint_to_limbs(y, ly, L);
+            vn::LimbField<L> f;
+            f.setModulus(lp);
+            for (auto _ : state) {
+                f.mul(lx, ly, lx);
+                benchmark::DoNotOptimize(lx);
+            }
+            return true;
+        });
     }
     state.SetLabel(c.name);
 }

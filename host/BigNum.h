@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "host/mp_int.h"
 
 namespace vn {
@@ -39,11 +41,6 @@ public:
     static int mp_montgomery_setup(const mp_int& m, unsigned& rho);
     static int mp_montgomery_normalization(mp_int& a, const mp_int& m);
     static int mp_montgomery_reduce(mp_int& a, const mp_int& m, unsigned rho);
-    // c = mp_montgomery_reduce(a * b): the same result as mp_mul followed by the reduction,
-    // formed in one pass when a and b are residues in [0, m). c may be a or b.
-    static int mp_mul_montgomery(const mp_int& a, const mp_int& b, const mp_int& m, unsigned rho, mp_int& c);
-    // c = mp_montgomery_reduce(a^2), likewise.
-    static int mp_sqr_montgomery(const mp_int& a, const mp_int& m, unsigned rho, mp_int& c);
 
     static bool mp_read_radix(mp_int& a, const char* text, int radix);
     static int mp_count_bits(const mp_int& a);
@@ -52,6 +49,11 @@ public:
     static int mpint_to_bytes(const mp_int& a, unsigned char* out);
     static bool mpint_to_db(const mp_int& a, DataBuffer& out);
     static int mpint_to_ssh_db(const mp_int& a, DataBuffer& out);
+    // Unsigned 64-bit limbs, least significant first: the fixed-width form the generic
+    // engine computes in. mpint_to_limbs fails (false) for a negative a or one that needs
+    // more than `limbs` limbs; both functions handle limbs in [1, 64].
+    static bool mpint_to_limbs(const mp_int& a, std::uint64_t* out, int limbs);
+    static int mpint_from_limbs(mp_int& a, const std::uint64_t* in, int limbs);
     static bool mpint_to_hex_zero_extended(const mp_int& a, unsigned width, StringBuffer& out);
     static bool mpint_to_base64url(const mp_int& a, StringBuffer& out, LogBase& log);
     static void log_mpint(const char* name, const mp_int& a, LogBase& log);

@@ -133,6 +133,37 @@ int BigNum::mpint_to_bytes(const mp_int& a, unsigned char* out) {
     return MP_OKAY;
 }
 
+// Digits and limbs share no boundary (28 and 64 bits): a digit lands at bit 28i, in one
+// limb or straddling two.
+bool BigNum::mpint_to_limbs(const mp_int& a, std::uint64_t* out, int limbs) {
+    if (a.sign == MP_NEG || limbs < 1 || limbs > 64 || mp_count_bits(a) > 64 * limbs) return false;
+    for (int l = 0; l < limbs; ++l) out[l] = 0;
+    for (int i = 0; i < a.used; ++i) {
+        const int bit = MP_DIGIT_BIT * i, limb = bit / 64, off = bit % 64;
+        const std::uint64_t d = a.dp[i];
+        out[limb] |= d << off;
+        if (off > 64 - MP_DIGIT_BIT && limb + 1 < limbs) out[limb + 1] |= d >> (64 - off);
+    }
+    return true;
+}
+
+int BigNum::mpint_from_limbs(mp_int& a, const std::uint64_t* in, int limbs) {
+    if (limbs < 1 || limbs > 64) return MP_VAL;
+    const int digits = (64 * limbs + MP_DIGIT_BIT - 1) / MP_DIGIT_BIT;
+    int err = a.grow(digits);
+    if (err != MP_OKAY) return err;
+    for (int i = 0; i < digits; ++i) {
+        const int bit = MP_DIGIT_BIT * i, limb = bit / 64, off = bit % 64;
+        std::uint64_t v = in[limb] >> off;
+        if (off > 64 - MP_DIGIT_BIT && limb + 1 < limbs) v |= in[limb + 1] << (64 - off);
+        a.dp[i] = static_cast<mp_digit>(v) & MP_MASK;
+    }
+    a.used = digits;
+    a.sign = MP_ZPOS;
+    a.clamp();
+    return MP_OKAY;
+}
+
 bool BigNum::mpint_to_db(const mp_int& a, DataBuffer& out) {
     ByteScratch bytes;
     int n = 0;
