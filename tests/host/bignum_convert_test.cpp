@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -118,6 +120,41 @@ TEST(BigNumConvert, BytesRoundTripAgainstGmp) {
     DataBuffer db;
     EXPECT_TRUE(BigNum::mpint_to_db(a, db));
     EXPECT_EQ(db.getSize(), 0u);
+}
+
+// 64-bit limbs against GMP's own export, for every width the digits and limbs can line up
+// in, with spare limbs (zero-filled), and the refusals: negative, or wider than the limbs.
+TEST(BigNumConvert, LimbsRoundTripAgainstGmp) {
+    Operands rnd(37);
+    Mpz x;
+    for (int i = 0; i < 2000; ++i) {
+        rnd.next(x, 640);
+        mpz_abs(x, x);
+        const int bits = static_cast<int>(mpz_sgn(x.z) ? mpz_sizeinbase(x, 2) : 0);
+        const int limbs = (bits + 63) / 64 + i % 3;
+        std::vector<std::uint64_t> ref(static_cast<std::size_t>(limbs) + 1, 0);
+        std::size_t n = 0;
+        mpz_export(ref.data(), &n, -1, sizeof(std::uint64_t), 0, 0, x);
+        mp_int a, back;
+        fromMpz(a, x);
+        std::vector<std::uint64_t> out(static_cast<std::size_t>(limbs) + 1, 0xEEEEu);
+        if (limbs == 0) {
+            EXPECT_FALSE(BigNum::mpint_to_limbs(a, out.data(), 0));
+            continue;
+        }
+        ASSERT_TRUE(BigNum::mpint_to_limbs(a, out.data(), limbs)) << i;
+        EXPECT_TRUE(std::equal(ref.begin(), ref.begin() + limbs, out.begin())) << i;
+        EXPECT_EQ(out[static_cast<std::size_t>(limbs)], 0xEEEEu);  // nothing past the limbs
+        ASSERT_EQ(BigNum::mpint_from_limbs(back, out.data(), limbs), MP_OKAY);
+        EXPECT_TRUE(sameValue(back, x)) << i;
+        if (bits > 64) {
+            EXPECT_FALSE(BigNum::mpint_to_limbs(a, out.data(), (bits - 1) / 64)) << i;
+        }
+    }
+    mp_int neg;
+    setHex(neg, "-5");
+    std::uint64_t one = 0;
+    EXPECT_FALSE(BigNum::mpint_to_limbs(neg, &one, 1));
 }
 
 TEST(BigNumConvert, SshMpintBody) {
