@@ -9,18 +9,6 @@ using std::uint32_t;
 _vnCurvePt::_vnCurvePt(const _vnFieldElement& xa, const _vnFieldElement& ya)
     : x(xa), y(ya), z(m_s_fiOne) {}
 
-// x = 0, y != 0, z = 0. All three tests are evaluated and combined with masks rather than
-// short-circuited, so the answer costs the same whatever the coordinates.
-uint32_t _vnCurvePt::isZeroFlag() const {
-    return x.isZeroFlag() & (1u ^ y.isZeroFlag()) & z.isZeroFlag();
-}
-
-void _vnCurvePt::replace(const _vnCurvePt& other, uint32_t flag) {
-    x.replace(other.x, flag);
-    y.replace(other.y, flag);
-    z.replace(other.z, flag);
-}
-
 bool _vnCurvePt::operator==(const _vnCurvePt& o) const {
     return (x.equalFlag(o.x) & y.equalFlag(o.y) & z.equalFlag(o.z)) != 0;
 }
@@ -31,38 +19,38 @@ bool _vnCurvePt::operator==(const _vnCurvePt& o) const {
 void _vnCurvePt::doublePt() {
     const uint32_t resultIsZero = isZeroFlag() | y.isZeroFlag();
 
-    _vnFieldElement s = z;  // s = 2yz
-    s.multiply(y);
+    // Copies are taken a few operations after their source was written, not straight
+    // after: a copy reads whole vectors, which cannot be forwarded from the word stores
+    // still in flight and would wait for them.
+    _vnFieldElement xSq;
+    xSq.square(x);
+    _vnFieldElement s;  // s = 2yz
+    s.multiply(z, y);
     s.multiply2();
-    _vnFieldElement t = s;  // t = 2sxy = 4xy^2z
-    t.multiply(y);
+    _vnFieldElement t;  // t = 2sxy = 4xy^2z
+    t.multiply(s, y);
     t.multiply(x);
     t.multiply2();
-    _vnFieldElement u = t;  // u = 8xy^2z
-    u.multiply2();
-    _vnFieldElement w = x;  // w = 3x^2
-    w.square();
-    const _vnFieldElement xSq = w;
+    _vnFieldElement w = xSq;  // w = 3x^2
     w.multiply2();
     w.add(xSq);
-    _vnFieldElement h = w;  // h = w^2 - u
-    h.square();
+    _vnFieldElement u = t;  // u = 8xy^2z
+    u.multiply2();
+    _vnFieldElement h;  // h = w^2 - u
+    h.square(w);
     h.subtract(u);
 
-    _vnFieldElement r = s;
-    r.square();
-    _vnFieldElement ySq = y;
-    ySq.square();
+    _vnFieldElement r;
+    r.square(s);
+    _vnFieldElement ySq;
+    ySq.square(y);
 
-    x = h;  // x' = hs
-    x.multiply(s);
-    z = r;  // z' = s^3 = 8y^3z^3
-    z.multiply(s);
-    r.multiply(ySq);  // r = 8y^4z^2
+    x.multiply(h, s);  // x' = hs
+    z.multiply(r, s);  // z' = s^3 = 8y^3z^3
+    r.multiply(ySq);   // r = 8y^4z^2
     r.multiply2();
     t.subtract(h);  // y' = w(t - h) - r
-    y = w;
-    y.multiply(t);
+    y.multiply(w, t);
     y.subtract(r);
 
     replace(m_s_Zero, resultIsZero);
@@ -75,14 +63,11 @@ void _vnCurvePt::addPt(const _vnCurvePt& other) {
     const uint32_t otherZero = other.isZeroFlag();
     replace(other, thisZero);
 
-    _vnFieldElement xa = x;
-    xa.multiply(other.z);
-    _vnFieldElement xb = other.x;
-    xb.multiply(z);
-    _vnFieldElement ya = y;
-    ya.multiply(other.z);
-    _vnFieldElement yb = other.y;
-    yb.multiply(z);
+    _vnFieldElement xa, xb, ya, yb;
+    xa.multiply(x, other.z);
+    xb.multiply(other.x, z);
+    ya.multiply(y, other.z);
+    yb.multiply(other.y, z);
     const uint32_t sameX = xa.equalFlag(xb);
     const uint32_t sameY = ya.equalFlag(yb);
 
@@ -93,32 +78,27 @@ void _vnCurvePt::addPt(const _vnCurvePt& other) {
     u.subtract(xb);
     _vnFieldElement v = ya;
     v.subtract(yb);
-    _vnFieldElement w = z;
-    w.multiply(other.z);
-    _vnFieldElement uSq = u;
-    uSq.square();
-    _vnFieldElement uCube = uSq;
-    uCube.multiply(u);
+    _vnFieldElement w, uSq, uCube;
+    w.multiply(z, other.z);
+    uSq.square(u);
+    uCube.multiply(uSq, u);
 
     // r = v^2 w - u^2 (xa + xb)
-    _vnFieldElement r = v;
-    r.square();
+    _vnFieldElement r;
+    r.square(v);
     r.multiply(w);
     _vnFieldElement sum = xa;
     sum.add(xb);
     sum.multiply(uSq);
     r.subtract(sum);
 
-    _vnFieldElement nx = u;
-    nx.multiply(r);
-    _vnFieldElement nz = w;
-    nz.multiply(uCube);
-    _vnFieldElement ny = xa;  // v (xa u^2 - r) - ya u^3
-    ny.multiply(uSq);
+    _vnFieldElement nx, nz, ny, yaCube;
+    nx.multiply(u, r);
+    nz.multiply(w, uCube);
+    ny.multiply(xa, uSq);  // v (xa u^2 - r) - ya u^3
     ny.subtract(r);
     ny.multiply(v);
-    _vnFieldElement yaCube = ya;
-    yaCube.multiply(uCube);
+    yaCube.multiply(ya, uCube);
     ny.subtract(yaCube);
 
     const uint32_t keep = thisZero | otherZero | sameX;

@@ -30,10 +30,18 @@ public:
     // Z = 1, or the canonical (0, 1, 0) for the zero point.
     void normalizePt();
     bool isZero() const { return isZeroFlag() != 0; }
-    std::uint32_t isZeroFlag() const;
+    // x = 0, y != 0, z = 0. All three tests are evaluated and combined with masks rather
+    // than short-circuited, so the answer costs the same whatever the coordinates.
+    std::uint32_t isZeroFlag() const {
+        return x.isZeroFlag() & (1u ^ y.isZeroFlag()) & z.isZeroFlag();
+    }
     // On the curve and not the zero point; expects a normalized point.
     bool isOnCurve() const;
-    void replace(const _vnCurvePt& other, std::uint32_t flag);
+    void replace(const _vnCurvePt& other, std::uint32_t flag) {
+        x.replace(other.x, flag);
+        y.replace(other.y, flag);
+        z.replace(other.z, flag);
+    }
     // Equality of representations, not of affine points: normalize first.
     bool operator==(const _vnCurvePt& o) const;
     bool operator!=(const _vnCurvePt& o) const { return !(*this == o); }

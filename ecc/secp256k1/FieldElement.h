@@ -1,6 +1,7 @@
 #pragma once
 #include <cstdint>
 
+#include "ecc/secp256k1/ConstantTime.h"
 #include "ecc/secp256k1/Unsigned256.h"
 
 namespace vn {
@@ -18,11 +19,18 @@ public:
     // Reduces once: every 256-bit value is below 2p.
     explicit _vnFieldElement(const _vnUnsigned256& v);
 
+    // The additive operations are defined below, in the header, so that the point formulas
+    // can keep their words in registers between them.
     void add(const _vnFieldElement& other);
     void subtract(const _vnFieldElement& other);
     void multiply2();
-    void multiply(const _vnFieldElement& other);  // other may be *this
-    void square() { multiply(*this); }
+    void multiply(const _vnFieldElement& other) { multiply(*this, other); }  // other may be *this
+    // The same result as multiply(*this), in fewer word products.
+    void square() { square(*this); }
+    // this = a * b and this = a^2, either operand possibly this object: the point formulas
+    // use them instead of copying an operand first and multiplying the copy in place.
+    void multiply(const _vnFieldElement& a, const _vnFieldElement& b);
+    void square(const _vnFieldElement& a);
     // 512 fixed rounds of the binary inverse; 0 stays 0.
     void reciprocal();
     void replace(const _vnFieldElement& other, std::uint32_t flag) {
@@ -50,10 +58,74 @@ public:
 private:
     friend class _vnUnsigned256;
 
-    // Subtracts p when the value, with carry bit cy above it, is at least p.
-    void reduceOnce(std::uint32_t cy);
+    // Subtracts p from w when the value, with carry bit cy above it, is at least p.
+    static void reduceOnce(std::uint32_t* w, std::uint32_t cy);
+    // out = P mod p for a 16-word product P.
+    static void reduceProduct(const std::uint32_t* P, std::uint32_t* out);
 
     _vnUnsigned256 m_value;
 };
+
+// 2^256 - p = 2^32 + 977: adding it carries out of the top word exactly when w >= p, so one
+// carry chain both compares (the same answer as the word scan against p) and forms w - p;
+// the chosen words are then kept through the mask.
+inline void _vnFieldElement::reduceOnce(std::uint32_t* w, std::uint32_t cy) {
+    std::uint32_t t[8];
+    std::uint64_t acc = std::uint64_t{w[0]} + 977u;
+    t[0] = static_cast<std::uint32_t>(acc);
+    acc = (acc >> 32) + w[1] + 1u;
+    t[1] = static_cast<std::uint32_t>(acc);
+#pragma GCC unroll 8
+    for (unsigned i = 2; i < 8; ++i) {
+        acc = (acc >> 32) + w[i];
+        t[i] = static_cast<std::uint32_t>(acc);
+    }
+    const std::uint32_t m = ct::mask(cy | static_cast<std::uint32_t>(acc >> 32));
+#pragma GCC unroll 8
+    for (unsigned i = 0; i < 8; ++i) w[i] = (t[i] & m) | (w[i] & ~m);
+}
+
+inline void _vnFieldElement::add(const _vnFieldElement& other) {
+    std::uint32_t* w = m_value.words;
+    std::uint64_t acc = 0;
+#pragma GCC unroll 8
+    for (unsigned i = 0; i < 8; ++i) {
+        acc += std::uint64_t{w[i]} + other.m_value.words[i];
+        w[i] = static_cast<std::uint32_t>(acc);
+        acc >>= 32;
+    }
+    reduceOnce(w, static_cast<std::uint32_t>(acc));
+}
+
+inline void _vnFieldElement::multiply2() {
+    std::uint32_t* w = m_value.words;
+    const std::uint32_t cy = w[7] >> 31;
+#pragma GCC unroll 8
+    for (unsigned i = 7; i > 0; --i) w[i] = (w[i] << 1) | (w[i - 1] >> 31);
+    w[0] <<= 1;
+    reduceOnce(w, cy);
+}
+
+// On a borrow p is added back; modulo 2^256 that is subtracting 2^32 + 977.
+inline void _vnFieldElement::subtract(const _vnFieldElement& other) {
+    std::uint32_t* w = m_value.words;
+    std::uint32_t borrow = 0;
+#pragma GCC unroll 8
+    for (unsigned i = 0; i < 8; ++i) {
+        const std::uint64_t d = std::uint64_t{w[i]} - other.m_value.words[i] - borrow;
+        w[i] = static_cast<std::uint32_t>(d);
+        borrow = static_cast<std::uint32_t>(d >> 63);
+    }
+    const std::uint32_t m = ct::mask(borrow);
+    std::uint64_t d = std::uint64_t{w[0]} - (977u & m);
+    w[0] = static_cast<std::uint32_t>(d);
+    d = std::uint64_t{w[1]} - (1u & m) - (d >> 63);
+    w[1] = static_cast<std::uint32_t>(d);
+#pragma GCC unroll 8
+    for (unsigned i = 2; i < 8; ++i) {
+        d = std::uint64_t{w[i]} - (d >> 63);
+        w[i] = static_cast<std::uint32_t>(d);
+    }
+}
 
 }  // namespace vn

@@ -1,26 +1,61 @@
 #include "ecc/secp256k1/OrderArithmetic.h"
 
+#include "ecc/secp256k1/ConstantTime.h"
 #include "ecc/secp256k1/CurvePt.h"
 
 namespace vn {
 
 using std::uint32_t;
+using std::uint64_t;
+
+namespace {
+
+// w -= n when the value, with carry bit cy above it, is at least n. The borrow of the trial
+// subtraction is the comparison w < n, so one pass compares and subtracts.
+inline void subtractOrderOnce(uint32_t w[8], const uint32_t n[8], uint32_t cy) {
+    uint32_t t[8];
+    uint32_t borrow = 0;
+#pragma GCC unroll 8
+    for (unsigned i = 0; i < 8; ++i) {
+        const uint64_t d = uint64_t{w[i]} - n[i] - borrow;
+        t[i] = static_cast<uint32_t>(d);
+        borrow = static_cast<uint32_t>(d >> 63);
+    }
+    const uint32_t m = ct::mask(cy | (1u ^ borrow));
+#pragma GCC unroll 8
+    for (unsigned i = 0; i < 8; ++i) w[i] = (t[i] & m) | (w[i] & ~m);
+}
+
+}  // namespace
 
 // Double-and-add from the top bit of y, reducing after every step. The product stays below
 // n, so each doubling and each addition is below 2n and one masked subtraction of n, taken
 // when the step carried out of 256 bits or landed at or above n, restores it. Every round
 // does all of the work; only masks depend on the bits of y.
 void multiplyModOrder(_vnUnsigned256& x, const _vnUnsigned256& y) {
-    const _vnUnsigned256& n = _vnCurvePt::m_s_order;
-    const _vnUnsigned256 a = x;  // read once: y may be the same object as x
-    _vnUnsigned256 product = s_ZERO;
+    const uint32_t* n = _vnCurvePt::m_s_order.words;
+    uint32_t a[8];  // read once: y may be the same object as x
+    uint32_t product[8] = {};
+    for (unsigned i = 0; i < 8; ++i) a[i] = x.words[i];
     for (int i = 255; i >= 0; --i) {
-        uint32_t cy = product.shiftLeft1();
-        product.subtract(n, cy | (1u ^ product.lessFlag(n)));
-        cy = product.add(a, y.bit(static_cast<unsigned>(i)));
-        product.subtract(n, cy | (1u ^ product.lessFlag(n)));
+        uint32_t cy = product[7] >> 31;
+#pragma GCC unroll 8
+        for (unsigned j = 7; j > 0; --j) product[j] = (product[j] << 1) | (product[j - 1] >> 31);
+        product[0] <<= 1;
+        subtractOrderOnce(product, n, cy);
+
+        const uint32_t m = ct::mask(y.bit(static_cast<unsigned>(i)));
+        uint64_t acc = 0;
+#pragma GCC unroll 8
+        for (unsigned j = 0; j < 8; ++j) {
+            acc += uint64_t{product[j]} + (a[j] & m);
+            product[j] = static_cast<uint32_t>(acc);
+            acc >>= 32;
+        }
+        cy = static_cast<uint32_t>(acc);
+        subtractOrderOnce(product, n, cy);
     }
-    x = product;
+    for (unsigned i = 0; i < 8; ++i) x.words[i] = product[i];
 }
 
 }  // namespace vn
