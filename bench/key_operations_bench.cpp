@@ -136,7 +136,7 @@ void BM_ecckey_fieldmul(benchmark::State& state) {
         vn::BigNum::mp_read_radix(y, key.m_curve.Gy.getString(), 16);
         vn::withFieldLimbs(vn::fieldLimbs(p), [&](auto limbs) {
             constexpr int L = decltype(limbs)::value;
-            vn::Limb lp[L], lx[L], ly[L];
+            vn::Limb lp[vn::arraySize(L)], lx[vn::arraySize(L)], ly[vn::arraySize(L)];
             vn::BigNum::mpint_to_limbs(p, lp, L);
             vn::BigNum::mpint_to_limbs(x, lx, L);
             vn::BigNum::mpint_to_limbs(y, ly, L);

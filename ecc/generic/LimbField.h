@@ -84,6 +84,7 @@ class LimbField {
 public:
     Limb p[arraySize(L)];
     Limb pinv;  // -p^-1 mod 2^64
+    bool m_mersenne = false;  // p = 2^521 - 1
 
     // p[0] must be odd.
     void setModulus(const Limb* modulus) {
@@ -93,6 +94,8 @@ public:
         Limb x = p[0];
         for (int i = 0; i < 5; ++i) x *= 2 - p[0] * x;
         pinv = 0 - x;
+        m_mersenne = L == kMersenneLimbs;
+        for (int i = 0; i < L; ++i) m_mersenne = m_mersenne && p[i] == (i < L - 1 ? ~Limb{0} : kTop9);
     }
 
     // out = a*b/R mod p. Product and reduction interleaved column by column (product
@@ -202,8 +205,9 @@ private:
         if constexpr (Hi > Lo) macTerms<K, Lo>(c, x, y, std::make_index_sequence<arraySize(Hi - Lo)>{});
     }
 
+    // Column K of the product (or of the square, its cross products once, doubled).
     template <bool Square, int K>
-    ECCKEY_LIMB_INLINE void montColumn(Column& c, const Limb* a, const Limb* b, Limb* q, Limb* r) const {
+    static ECCKEY_LIMB_INLINE void productColumn(Column& c, const Limb* a, const Limb* b) {
         constexpr int lo = K < L ? 0 : K - L + 1;
         constexpr int hi = K < L ? K : L - 1;
         if constexpr (Square) {
@@ -215,6 +219,11 @@ private:
         } else {
             macRange<K, lo, hi + 1>(c, a, b);
         }
+    }
+
+    template <bool Square, int K>
+    ECCKEY_LIMB_INLINE void montColumn(Column& c, const Limb* a, const Limb* b, Limb* q, Limb* r) const {
+        productColumn<Square, K>(c, a, b);
         if constexpr (K < L) {
             macRange<K, 0, K>(c, q, p);
             q[K] = c.lo * pinv;
@@ -228,11 +237,44 @@ private:
 
     template <bool Square, std::size_t... K>
     ECCKEY_LIMB_INLINE void montColumns(const Limb* a, const Limb* b, Limb* out, std::index_sequence<K...>) const {
+        if constexpr (L == kMersenneLimbs) {
+            if (m_mersenne) {
+                Column c;
+                Limb w[arraySize(2 * L)];
+                ((productColumn<Square, static_cast<int>(K)>(c, a, b), w[K] = c.shift()), ...);
+                w[2 * L - 1] = c.lo;
+                mersenneFinish(w, out);
+                return;
+            }
+        }
         Column c;
         Limb q[arraySize(L)], r[arraySize(L)];
         (montColumn<Square, static_cast<int>(K)>(c, a, b, q, r), ...);
         r[L - 1] = c.lo;
         finish(r, c.mid, out);
+    }
+
+    // p = 2^521 - 1. Its Montgomery product needs no quotient digits: R = 2^576 = 2^55 * 2^521
+    // is 2^55 mod p, so a*b/R = a*b*2^466 mod p. The product's bits above 521 fold onto the
+    // low ones (2^521 = 1), twice, and multiplying a residue by 2^466 is a rotation of its
+    // 521 bits. The same value as the general reduction, at about half the cost.
+    static constexpr int kMersenneLimbs = 9;
+    static constexpr Limb kTop9 = 0x1FF;
+    void mersenneFinish(const Limb* w, Limb* out) const {
+        Limb v[arraySize(L)];
+        Limb c = 0;
+        for (int i = 0; i < L; ++i) {
+            const Limb low = i < L - 1 ? w[i] : w[i] & kTop9;
+            v[i] = addCarry(low, (w[L - 1 + i] >> 9) | (w[L + i] << 55), c);
+        }
+        Limb top = v[L - 1] >> 9;  // the sum is below 2^522
+        v[L - 1] &= kTop9;
+        for (int i = 0; i < L; ++i) v[i] = addCarry(v[i], 0, top);
+        finish(v, 0, v);  // v was at most 2^521 = p + 1
+        for (int i = 0; i < L - 1; ++i) out[i] = (v[i] >> 55) | (v[i + 1] << 9);
+        const Limb low55 = v[0] & ((Limb{1} << 55) - 1);
+        out[L - 2] |= low55 << 18;  // bit 466 is bit 18 of limb 7
+        out[L - 1] = low55 >> 46;
     }
 
     // out = v mod p for v = top*2^(64L) + v[0..L), v < 2p: subtract p unless that borrows
