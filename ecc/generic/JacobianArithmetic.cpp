@@ -32,11 +32,13 @@ bool onLimbs(EccPoint& P, EccPoint& Q, EccPoint& R, mp_int* ma, mp_int& p, unsig
     return withFieldLimbs(fieldLimbs(p), [&](auto limbs) {
         constexpr int L = decltype(limbs)::value;
         LimbCurve<L> c;
-        LimbPoint<L> a, b;
-        if (!c.init(p, ma) || !enterFromDigits(c, P, p, rho, a) || !enterFromDigits(c, Q, p, rho, b)) return false;
-        op(c, a, b, a, BigNum::mp_cmp_d(Q.z, 1) == 0);
+        Wiped<LimbPoint<L>> a, b;
+        if (!c.init(p, ma) || !enterFromDigits(c, P, p, rho, a.v) || !enterFromDigits(c, Q, p, rho, b.v)) {
+            return false;
+        }
+        op(c, a.v, b.v, a.v, BigNum::mp_cmp_d(Q.z, 1) == 0);
         R.format = P.format;
-        return c.leave(a, R);
+        return c.leave(a.v, R);
     });
 }
 

@@ -8,6 +8,7 @@
 #include "ecc/generic/EccPoint.h"
 #include "ecc/generic/LimbField.h"
 #include "host/BigNum.h"
+#include "host/SecureWipe.h"
 
 namespace vn {
 
@@ -71,6 +72,13 @@ struct LimbCurve {
         }
         return true;
     }
+};
+
+// Working points and the like, which hold values derived from a scalar: wiped when they go.
+template <typename T>
+struct Wiped {
+    T v{};
+    ~Wiped() { secureWipe(&v, sizeof v); }
 };
 
 // Limb count of p's field; 0 when the kernels have no instantiation for it.

@@ -20,13 +20,6 @@ __attribute__((noinline)) void scrubStack() {
     secureWipe(area, sizeof area);
 }
 
-// The ladder's and the table's working points, wiped when the multiplication ends.
-template <typename T>
-struct Wiped {
-    T v{};
-    ~Wiped() { secureWipe(&v, sizeof v); }
-};
-
 // The result leaves through mapPointBack, in the mp_int routines' Montgomery radix.
 template <int L>
 bool finish(const LimbCurve<L>& c, const LimbPoint<L>& P, EccPoint& R, mp_int& p) {
@@ -135,12 +128,9 @@ bool EccKey::mul2add(EccPoint& A, mp_int& kA, EccPoint& B, mp_int& kB, EccPoint&
     constexpr int kScalarBytes = 256;
     // The scalar buffers live on the stack, so that the multiplication never touches the
     // heap; they may hold secret-derived bytes, so they are wiped on every way out.
-    struct WipedBytes {
-        unsigned char b[kScalarBytes] = {};
-        ~WipedBytes() { secureWipe(b, sizeof b); }
-    } bufA, bufB;
-    unsigned char* tA = bufA.b;
-    unsigned char* tB = bufB.b;
+    Wiped<unsigned char[kScalarBytes]> bufA, bufB;
+    unsigned char* tA = bufA.v;
+    unsigned char* tB = bufB.v;
 
     int lenA = BigNum::mp_unsigned_bin_size(kA);
     int lenB = BigNum::mp_unsigned_bin_size(kB);
