@@ -148,6 +148,77 @@ TEST(FieldElement, AgreesWithGmpOnRandomOperands) {
     }
 }
 
+// Products with a small result from operands whose product is far above p. For these the
+// quotient estimate falls one short, the remainder before the final correction is p plus
+// the result, and from 2^32 + 977 on that sum reaches past 2^256 into the ninth word.
+TEST(FieldElement, ProductsWithSmallResultsFromLargeOperands) {
+    const char* const results[] = {"1",         "2",        "3D1",       "100000000",
+                                   "1000003D0", "1000003D1", "1000003D2", "200000000",
+                                   "FFFFFFFFFFFF", "3FFFFFFFFFFFFFFF"};
+    Gen gen(0x2003);
+    Mpz p(kP), target, b;
+    for (const char* r : results) {
+        mpz_set_str(target, r, 16);
+        for (int iter = 0; iter < 50; ++iter) {
+            const _vnUnsigned256 ra = gen.below(U(kP));
+            if (ra == s_ZERO) continue;
+            const Mpz ma(ra);
+            mpz_invert(b, ma, p);
+            mpz_mul(b, b, target);
+            mpz_mod(b, b, p);
+            const _vnFieldElement fa(ra), fb(toU256(b));
+            _vnFieldElement v = fa;
+            v.multiply(fb);
+            ASSERT_EQ(asInt(v), U(r)) << hexOf(ra) << " * " << hexOf(toU256(b));
+        }
+    }
+    // (p - m)^2 = m^2: a square near p^2 with a small result.
+    const char* const roots[] = {"1", "2", "3", "10000", "10001", "1000003D", "7FFFFFFF", "FFFFFFFF"};
+    for (const char* m : roots) {
+        _vnFieldElement v = F(m);
+        const _vnFieldElement expected = [&] {
+            _vnFieldElement e = F(m);
+            e.multiply(F(m));  // below p: no reduction involved
+            return e;
+        }();
+        _vnFieldElement neg = F("0");
+        neg.subtract(v);
+        neg.square();
+        EXPECT_EQ(neg, expected) << m;
+    }
+}
+
+// The two-operand forms used by the point formulas, with the result aliasing either operand
+// or both, against the in-place forms on copies.
+TEST(FieldElement, TwoOperandFormsAgreeWithInPlaceForms) {
+    Gen gen(0x2004);
+    for (int iter = 0; iter < 500; ++iter) {
+        const _vnFieldElement a(gen.u256()), b(gen.u256());
+        _vnFieldElement expected = a;
+        expected.multiply(b);
+        _vnFieldElement expectedSq = a;
+        expectedSq.square();
+
+        _vnFieldElement r;
+        r.multiply(a, b);
+        ASSERT_EQ(r, expected);
+        r = a;
+        r.multiply(r, b);
+        ASSERT_EQ(r, expected);
+        r = b;
+        r.multiply(a, r);
+        ASSERT_EQ(r, expected);
+        r = a;
+        r.multiply(r, r);
+        ASSERT_EQ(r, expectedSq);
+        r.square(a);
+        ASSERT_EQ(r, expectedSq);
+        r = a;
+        r.square(r);
+        ASSERT_EQ(r, expectedSq);
+    }
+}
+
 TEST(FieldElement, ReciprocalOfRandomElements) {
     Gen gen(0x2002);
     for (int iter = 0; iter < 200; ++iter) {
