@@ -66,21 +66,27 @@ private:
     _vnUnsigned256 m_value;
 };
 
-// 2^256 - p = 2^32 + 977: adding it carries out of the top word exactly when w >= p, so one
-// carry chain both compares (the same answer as the word scan against p) and forms w - p;
-// the chosen words are then kept through the mask.
+// 2^256 - p = 2^32 + 977: adding it carries out of the top word exactly when w >= p, so the
+// carry of w + 2^32 + 977 both compares (the same answer as the word scan against p) and
+// forms w - p; the chosen words are then kept through the mask. Above word 1 the addend is
+// zero and a carry only passes through words of all ones, so the carry into each upper word
+// is the carry out of word 1 AND-ed with a run of all-ones tests that do not wait for it:
+// a short dependency chain in place of eight serial word additions, on a path every
+// addition, doubling and product of the point formulas ends with.
 inline void _vnFieldElement::reduceOnce(std::uint32_t* w, std::uint32_t cy) {
     std::uint32_t t[8];
     std::uint64_t acc = std::uint64_t{w[0]} + 977u;
     t[0] = static_cast<std::uint32_t>(acc);
     acc = (acc >> 32) + w[1] + 1u;
     t[1] = static_cast<std::uint32_t>(acc);
+    const std::uint32_t c1 = static_cast<std::uint32_t>(acc >> 32);
+    std::uint32_t run = 1;  // words 2 .. i-1 all ones
 #pragma GCC unroll 8
     for (unsigned i = 2; i < 8; ++i) {
-        acc = (acc >> 32) + w[i];
-        t[i] = static_cast<std::uint32_t>(acc);
+        t[i] = w[i] + (c1 & run);
+        run &= static_cast<std::uint32_t>((std::uint64_t{w[i]} + 1u) >> 32);
     }
-    const std::uint32_t m = ct::mask(cy | static_cast<std::uint32_t>(acc >> 32));
+    const std::uint32_t m = ct::mask(cy | (c1 & run));
 #pragma GCC unroll 8
     for (unsigned i = 0; i < 8; ++i) w[i] = (t[i] & m) | (w[i] & ~m);
 }
