@@ -5,6 +5,7 @@
 
 namespace vn {
 
+using std::int64_t;
 using std::uint32_t;
 using std::uint64_t;
 
@@ -38,22 +39,32 @@ void multiplyModOrder(_vnUnsigned256& x, const _vnUnsigned256& y) {
     uint32_t product[8] = {};
     for (unsigned i = 0; i < 8; ++i) a[i] = x.words[i];
     for (int i = 255; i >= 0; --i) {
-        uint32_t cy = product[7] >> 31;
+        const uint32_t cy = product[7] >> 31;
 #pragma GCC unroll 8
         for (unsigned j = 7; j > 0; --j) product[j] = (product[j] << 1) | (product[j - 1] >> 31);
         product[0] <<= 1;
         subtractOrderOnce(product, n, cy);
 
+        // The sum and the sum less n side by side, so that the comparison with n does not
+        // wait for the sum: the sum less n is kept exactly when it is not negative, i.e.
+        // when the sum carried out of 256 bits or is at least n.
         const uint32_t m = ct::mask(y.bit(static_cast<unsigned>(i)));
+        uint32_t sum[8], less[8];
         uint64_t acc = 0;
+        int64_t sacc = 0;
 #pragma GCC unroll 8
         for (unsigned j = 0; j < 8; ++j) {
-            acc += uint64_t{product[j]} + (a[j] & m);
-            product[j] = static_cast<uint32_t>(acc);
+            const uint64_t s = uint64_t{product[j]} + (a[j] & m);
+            acc += s;
+            sum[j] = static_cast<uint32_t>(acc);
             acc >>= 32;
+            sacc += static_cast<int64_t>(s) - static_cast<int64_t>(n[j]);
+            less[j] = static_cast<uint32_t>(static_cast<uint64_t>(sacc));
+            sacc >>= 32;  // arithmetic: the borrow stays exact
         }
-        cy = static_cast<uint32_t>(acc);
-        subtractOrderOnce(product, n, cy);
+        const uint32_t keep = ct::mask(1u ^ static_cast<uint32_t>(static_cast<uint64_t>(sacc) >> 63));
+#pragma GCC unroll 8
+        for (unsigned j = 0; j < 8; ++j) product[j] = (less[j] & keep) | (sum[j] & ~keep);
     }
     for (unsigned i = 0; i < 8; ++i) x.words[i] = product[i];
 }
