@@ -116,8 +116,10 @@ void BM_ecckey_ecdh(benchmark::State& state) {
     state.SetLabel(c.name);
 }
 
-// One field multiplication of each engine on the curve: the unit of the cost column.
-void BM_ecckey_fieldmul(benchmark::State& state) {
+// One field multiplication (or squaring) of each engine on the curve, each result the next
+// operand, so the time is a latency: the unit of the cost column.
+template <bool Square>
+void fieldProduct(benchmark::State& state) {
     const CurveCase& c = kCurves[state.range(0)];
     vn::LogNull log;
     vn::EccKey key;
@@ -126,7 +128,11 @@ void BM_ecckey_fieldmul(benchmark::State& state) {
         vn::_vnFieldElement a = vn::_vnCurvePt::m_s_G.x;
         const vn::_vnFieldElement b = vn::_vnCurvePt::m_s_G.y;
         for (auto _ : state) {
-            a.multiply(b);
+            if constexpr (Square) {
+                a.square();
+            } else {
+                a.multiply(b);
+            }
             benchmark::DoNotOptimize(a);
         }
     } else {
@@ -143,7 +149,11 @@ void BM_ecckey_fieldmul(benchmark::State& state) {
             vn::LimbField<L> f;
             f.setModulus(lp);
             for (auto _ : state) {
-                f.mul(lx, ly, lx);
+                if constexpr (Square) {
+                    f.sqr(lx, lx);
+                } else {
+                    f.mul(lx, ly, lx);
+                }
                 benchmark::DoNotOptimize(lx);
             }
             return true;
@@ -151,7 +161,11 @@ void BM_ecckey_fieldmul(benchmark::State& state) {
     }
     state.SetLabel(c.name);
 }
+void BM_ecckey_fieldmul(benchmark::State& state) { fieldProduct<false>(state); }
+void BM_ecckey_fieldsqr(benchmark::State& state) { fieldProduct<true>(state); }
+
 BENCHMARK(BM_ecckey_fieldmul)->DenseRange(0, kCurveCount - 1);
+BENCHMARK(BM_ecckey_fieldsqr)->DenseRange(0, kCurveCount - 1);
 
 using PkeyPtr = std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)>;
 using CtxPtr = std::unique_ptr<EVP_PKEY_CTX, decltype(&EVP_PKEY_CTX_free)>;

@@ -180,10 +180,19 @@ private:
 #endif
         }
         ECCKEY_LIMB_INLINE void add(const Column& o) {
+#if defined(__x86_64__) && defined(__GNUC__)
+            __asm__("addq %[olo], %[lo]\n\t"
+                    "adcq %[omid], %[mid]\n\t"
+                    "adcq %[ohi], %[hi]"
+                    : [lo] "+r"(lo), [mid] "+r"(mid), [hi] "+r"(hi)
+                    : [olo] "rm"(o.lo), [omid] "rm"(o.mid), [ohi] "rm"(o.hi)
+                    : "cc");
+#else
             Limb c = 0;
             lo = addCarry(lo, o.lo, c);
             mid = addCarry(mid, o.mid, c);
             hi += o.hi + c;
+#endif
         }
         ECCKEY_LIMB_INLINE Limb shift() {
             const Limb r = lo;
@@ -223,13 +232,17 @@ private:
 
     template <bool Square, int K>
     ECCKEY_LIMB_INLINE void montColumn(Column& c, const Limb* a, const Limb* b, Limb* q, Limb* r) const {
-        productColumn<Square, K>(c, a, b);
         if constexpr (K < L) {
-            macRange<K, 0, K>(c, q, p);
+            Column d;
+            productColumn<Square, K>(d, a, b);
+            if constexpr (K >= 2) macRange<K, 0, K - 1>(d, q, p);
+            c.add(d);
+            if constexpr (K >= 1) c.mac(q[K - 1], p[1]);
             q[K] = c.lo * pinv;
             c.mac(q[K], p[0]);
             c.shift();
         } else {
+            productColumn<Square, K>(c, a, b);
             macRange<K, K - L + 1, L>(c, q, p);
             r[K - L] = c.shift();
         }
