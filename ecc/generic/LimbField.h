@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <utility>
 
+#include "ecc/generic/LimbMontgomeryAdx.h"
 #include "host/BigNumCount.h"
 
 // The column kernels expand into a few hundred multiply-adds for the wider fields; left to
@@ -85,6 +86,9 @@ public:
     Limb p[arraySize(L)];
     Limb pinv;  // -p^-1 mod 2^64
     bool m_mersenne = false;  // p = 2^521 - 1
+    // Products through the MULX/ADX assembly: set when the processor has those instructions
+    // and the size has a routine. Public so that tests can run the portable columns too.
+    bool m_adx = false;
 
     // p[0] must be odd.
     void setModulus(const Limb* modulus) {
@@ -96,6 +100,9 @@ public:
         pinv = 0 - x;
         m_mersenne = L == kMersenneLimbs;
         for (int i = 0; i < L; ++i) m_mersenne = m_mersenne && p[i] == (i < L - 1 ? ~Limb{0} : kTop9);
+#if defined(ECCKEY_HAVE_ADX_PRODUCT)
+        m_adx = adx::kSized<L> && adx::available();
+#endif
     }
 
     // out = a*b/R mod p. Product and reduction interleaved column by column (product
@@ -260,6 +267,24 @@ private:
                 return;
             }
         }
+#if defined(ECCKEY_HAVE_ADX_PRODUCT)
+        if constexpr (adx::kSized<L>) {
+            if (m_adx) {
+                // A square takes the general product here: with two additions per 64-bit
+                // product it is faster than the columns' square even without the symmetry.
+                Limb buf[arraySize(3 * L + 1)];
+                for (int i = 0; i < L; ++i) {
+                    buf[i] = a[i];
+                    buf[L + i] = b[i];
+                    buf[2 * L + i] = p[i];
+                }
+                buf[3 * L] = pinv;
+                adx::montgomeryProduct<L>(buf);
+                copy(buf, out);
+                return;
+            }
+        }
+#endif
         Column c;
         Limb q[arraySize(L)], r[arraySize(L)];
         (montColumn<Square, static_cast<int>(K)>(c, a, b, q, r), ...);
