@@ -1,8 +1,10 @@
 #!/usr/bin/env python3
 """Prints the README's benchmark table from two runs of the benchmark program:
 
-    ecckey_bench --benchmark_format=json > timing.json           # Release build
-    ecckey_bench --benchmark_format=json > counting.json         # -DECCKEY_COUNT_FIELD_MULS=ON
+    ecckey_bench --benchmark_out=timing.json --benchmark_out_format=json \
+        --benchmark_repetitions=3                                 # Release build
+    ecckey_bench --benchmark_out=counting.json --benchmark_out_format=json
+                                                                  # -DECCKEY_COUNT_FIELD_MULS=ON
     bench/readme_table.py timing.json counting.json
 
 Times come from the first file only (the counting build is slower); the second gives the
@@ -27,6 +29,10 @@ def index(path):
     """(library, operation, curve) -> benchmark record."""
     out = {}
     for b in json.load(open(path))["benchmarks"]:
+        # With --benchmark_repetitions the median stands for the operation (it comes after
+        # the single runs, so it replaces them).
+        if b.get("run_type") == "aggregate" and b.get("aggregate_name") != "median":
+            continue
         parts = b["name"].split("/")[0].split("_")  # BM_<library>_<operation>
         if len(parts) < 3 or parts[0] != "BM":
             continue

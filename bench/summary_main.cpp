@@ -22,6 +22,9 @@ public:
         ConsoleReporter::ReportRuns(runs);
         for (const Run& run : runs) {
             if (run.error_occurred || run.iterations == 0) continue;
+            // Under --benchmark_repetitions the median stands for the operation; it comes
+            // after the single runs, so it replaces them.
+            if (run.run_type == Run::RT_Aggregate && run.aggregate_name != "median") continue;
             const std::string name = run.benchmark_name();
             if (name.rfind("BM_", 0) != 0) continue;
             const size_t sep = name.find('_', 3);
