@@ -109,6 +109,7 @@ public:
     // scanning): column k gathers a[i]*b[k-i] and the quotient terms q[j]*p[k-j]; in the low
     // half q[k] is then chosen so that the column's low limb becomes zero. Each product costs
     // one multiply and three additions into the column, and nothing goes through memory.
+    // Where m_adx is set, the MULX/ADX routine of LimbMontgomeryAdx.h does it with two.
     void mul(const Limb* a, const Limb* b, Limb* out) const {
         ECCKEY_COUNT_FIELD_MUL();
         montColumns<false>(a, b, out, std::make_index_sequence<arraySize(2 * L - 1)>{});
@@ -237,6 +238,10 @@ private:
         }
     }
 
+    // In the low half each column waits for the previous quotient digit, and its own digit
+    // then waits on an imul and a mul. So the terms that need neither (the column's products
+    // and the older quotient digits' terms) gather in a column of their own, which the
+    // processor can fill while that chain runs; only q[K-1]*p[1] and q[K]*p[0] stay on it.
     template <bool Square, int K>
     ECCKEY_LIMB_INLINE void montColumn(Column& c, const Limb* a, const Limb* b, Limb* q, Limb* r) const {
         if constexpr (K < L) {
