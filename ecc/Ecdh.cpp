@@ -2,7 +2,7 @@
 
 #include "ecc/EccKey.h"
 #include "ecc/SigningSupport.h"
-#include "ecc/generic/ScalarMultiplication.h"
+#include "ecc/generic/CurveEngine.h"
 #include "ecc/secp256k1/CurvePt.h"
 #include "ecc/secp256k1/Uint256Conversions.h"
 #include "host/BigNum.h"
@@ -53,7 +53,13 @@ bool EccKey::sharedSecret(EccKey& pubKey, DataBuffer& secret, LogBase& log) {
             return false;
         }
         EccPoint result;
-        if (!pointMult_tmr(m_k, pubKey.m_pubPoint, result, m_curve.hasA ? &a : nullptr, p, log)) {
+        const CurveEngine* engine = curveEngine(m_curve);
+        bool multiplied = false;
+        if (engine != nullptr) {
+            LogContextExitor multiplying(log, "pointMultiply");
+            multiplied = engine->multiply(m_k, pubKey.m_pubPoint, result);
+        }
+        if (!multiplied) {
             log.LogError("Point multiply failed.");
             return false;
         }

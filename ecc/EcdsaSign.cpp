@@ -3,9 +3,15 @@
 
 #include "ecc/EccKey.h"
 #include "ecc/SignatureDecoding.h"
+#include "ecc/SecretMarking.h"
 #include "ecc/SigningSupport.h"
+#include "ecc/generic/CurveEngine.h"
+#include "ecc/secp256k1/CurvePt.h"
+#include "ecc/secp256k1/OrderArithmetic.h"
+#include "ecc/secp256k1/Uint256Conversions.h"
 #include "host/AsnItem.h"
 #include "host/BigNum.h"
+#include "host/SecureWipe.h"
 #include "host/SshMessage.h"
 
 namespace vn {
@@ -14,55 +20,86 @@ namespace {
 
 enum class TopBitRule { Reject, Allow };
 
-// One signature (r, s) over e with private scalar d, each attempt with a fresh nonce from a
-// throw-away key generated on the same curve. Attempts are repeated for r = 0 or s = 0 and,
-// under TopBitRule::Reject, for an r or s whose top byte is 0x80 or more (so DER integers
-// never need a leading zero byte). Every way out but success fails the whole call.
+// Whether the minimal big-endian form of v starts with a byte of 0x80 or more (its DER INTEGER
+// would need a leading zero). r and s are public once made.
+bool topBitSet(const mp_int& v) {
+    const int bits = BigNum::mp_count_bits(v);
+    return bits > 0 && bits % 8 == 0;
+}
+
+// s = k^-1 (e + r d) mod n on the secp256k1 engine's fixed-width integers, in constant time
+// in k and d, for the SSH signature body of a secp256k1 key (the only generic-path signature
+// on that curve). e may be any length and is reduced first: it is public.
+bool secp256k1SignatureS(const mp_int& nonce, const mp_int& d, const mp_int& e, const mp_int& r, const mp_int& n,
+                         mp_int& s) {
+    _vnUnsigned256 k, dk, t, rr, ee;
+    mp_int eReduced;
+    const bool converted = mp_int_to_uint256(nonce, k) && mp_int_to_uint256(d, dk) &&
+                           BigNum::mp_mod(e, n, eReduced) == MP_OKAY && mp_int_to_uint256(eReduced, ee) &&
+                           mp_int_to_uint256(r, rr);
+    ECCKEY_SECRET(&k, sizeof k);
+    ECCKEY_SECRET(&dk, sizeof dk);
+    const _vnUnsigned256& order = _vnCurvePt::m_s_order;
+    if (converted) {
+        // Both are below n in practice (a loaded d always, the drawn nonce but for 2^-128 of
+        // draws); the inverse and the order product need it.
+        dk.subtract(order, 1u - dk.lessFlag(order));
+        k.subtract(order, 1u - k.lessFlag(order));
+        t = rr;
+        multiplyModOrder(t, dk);
+        const std::uint32_t carry = t.add(ee, 1);
+        t.subtract(order, carry | (1u - t.lessFlag(order)));
+        k.reciprocal(order);
+        multiplyModOrder(t, k);
+        ECCKEY_PUBLIC(&t, sizeof t);
+        uint256_to_mp_int(t, s);
+    }
+    secureWipe(&k, sizeof k);
+    secureWipe(&dk, sizeof dk);
+    return converted;
+}
+
+// One signature (r, s) over e with private scalar d, each attempt with a fresh nonce drawn
+// as a key generation on the same curve would draw it (fieldBytes from the generator, reduced
+// modulo n). Attempts are repeated for r = 0 or s = 0 and, under TopBitRule::Reject, for an r
+// or s whose top byte is 0x80 or more (so DER integers never need a leading zero byte). Every
+// way out but success fails the whole call. On the generic curves the nonce never leaves the
+// engine's limbs; secp256k1 (reached only for SSH signatures) generates a throw-away key.
 bool signAttempts(const EccKey& key, const mp_int& n, const mp_int& e, _vnPrng& prng, TopBitRule rule, mp_int& r,
                   mp_int& s, LogBase& log) {
-    EccKey nonce;
+    const CurveEngine* engine = curveEngine(key.m_curve);
+    EccKey nonceKey;
+    SecretScalar nonce;
     LogNull quiet;
-    DataBuffer scratch;
-    scratch.setSecure(true);
+    DataBuffer random;
+    random.setSecure(true);
+    mp_int x;
     for (;;) {
-        if (!nonce.generateNewKey(key.m_curve.name, prng, quiet)) {
+        bool drawn;
+        if (engine != nullptr) {
+            random.secureClear();
+            drawn = prng.genRandomBytes(static_cast<unsigned int>(key.m_curve.fieldBytes), random, quiet) &&
+                    engine->nonceCommitment(random.getData2(), random.getSize(), nonce, x);
+            random.secureClear();
+        } else {
+            drawn = nonceKey.generateNewKey(key.m_curve.name, prng, quiet) &&
+                    BigNum::mp_copy(nonceKey.m_pubPoint.x, x) == MP_OKAY;
+        }
+        if (!drawn) {
             log.LogDataSb("curveName", key.m_curve.name);
             log.LogError("Failed to generate point on curve.");
             return false;
         }
-        if (BigNum::mp_mod(nonce.m_pubPoint.x, n, r) != MP_OKAY) return false;
-        if (r.isZero()) {
-            nonce.clearEccKey();
-            continue;
-        }
-        mp_int& kInv = nonce.m_k;  // inverted in place; wiped with the nonce key
-        if (BigNum::mp_invmod(kInv, n, kInv) != MP_OKAY) {
+        if (BigNum::mp_mod(x, n, r) != MP_OKAY) return false;
+        // r is public: a retry it forces costs no inverse.
+        if (r.isZero() || (rule == TopBitRule::Reject && topBitSet(r))) continue;
+        const bool computed = engine != nullptr ? engine->signatureS(nonce, key.m_k, e, r, s)
+                                                : secp256k1SignatureS(nonceKey.m_k, key.m_k, e, r, n, s);
+        if (!computed) {
             log.LogError("ecc calc error 1");
             return false;
         }
-        if (BigNum::mp_mulmod(key.m_k, r, n, s) != MP_OKAY) {
-            log.LogError("ecc calc error 2");
-            return false;
-        }
-        if (BigNum::mp_add(e, s, s) != MP_OKAY) {
-            log.LogError("ecc calc error 3");
-            return false;
-        }
-        if (BigNum::mp_mod(s, n, s) != MP_OKAY) {
-            log.LogError("ecc calc error 4");
-            return false;
-        }
-        if (BigNum::mp_mulmod(s, kInv, n, s) != MP_OKAY) {
-            log.LogError("ecc calc error 5");
-            return false;
-        }
-        if (s.isZero()) continue;
-        if (rule == TopBitRule::Allow) return true;
-
-        scratch.clear();
-        if (!BigNum::mpint_to_db(r, scratch) || scratch.byteAt(0) >= 0x80) continue;
-        scratch.clear();
-        if (!BigNum::mpint_to_db(s, scratch) || scratch.byteAt(0) >= 0x80) continue;
+        if (s.isZero() || (rule == TopBitRule::Reject && topBitSet(s))) continue;
         return true;
     }
 }

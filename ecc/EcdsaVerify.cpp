@@ -3,6 +3,7 @@
 #include "ecc/EccKey.h"
 #include "ecc/SignatureDecoding.h"
 #include "ecc/SigningSupport.h"
+#include "ecc/generic/CurveEngine.h"
 #include "host/BigNum.h"
 
 namespace vn {
@@ -64,10 +65,12 @@ bool EccKey::eccVerifyHash(const unsigned char* sig, unsigned int siglen, bool u
         log.LogError("Failed to decode curve A.");
         return false;
     }
-    if (!mul2add(G, u1, Q, u2, G, m_curve.hasA ? &a : nullptr, p, log)) return verifyError(log, 11);
+    const CurveEngine* engine = curveEngine(m_curve);
+    mp_int x;
+    if (engine == nullptr || !engine->dualMultiply_var(u1, u2, Q, x)) return verifyError(log, 11);
 
     mp_int v;
-    if (BigNum::mp_mod(G.x, n, v) != MP_OKAY) return verifyError(log, 12);
+    if (BigNum::mp_mod(x, n, v) != MP_OKAY) return verifyError(log, 12);
     sigValid = BigNum::mp_cmp(v, r) == 0;
     return true;
 }

@@ -2,7 +2,7 @@
 
 #include "ecc/EccKey.h"
 #include "ecc/KeyLoadGuard.h"
-#include "ecc/generic/ScalarMultiplication.h"
+#include "ecc/generic/CurveEngine.h"
 #include "ecc/secp256k1/CurvePt.h"
 #include "ecc/secp256k1/Uint256Conversions.h"
 #include "host/BigNum.h"
@@ -86,20 +86,19 @@ bool EccKey::genPubKey(LogBase& log) {
         return true;
     }
 
-    mp_int p, n, a;
-    EccPoint G;
-    if (!BigNum::mp_read_radix(p, m_curve.p.getString(), 16) || !BigNum::mp_read_radix(n, m_curve.n.getString(), 16) ||
-        !BigNum::mp_read_radix(G.x, m_curve.Gx.getString(), 16) ||
-        !BigNum::mp_read_radix(G.y, m_curve.Gy.getString(), 16) || BigNum::mp_set_int(G.z, 1) != MP_OKAY) {
+    // The curve's texts were parsed once, when its engine was built; a curve without one (a
+    // record never loaded) has no numbers to parse.
+    const CurveEngine* engine = curveEngine(m_curve);
+    if (engine == nullptr) {
         log.LogError("Big integer calculations failed.");
         return false;
     }
-    if (BigNum::mp_cmp(m_k, n) != -1 && BigNum::mp_mod(m_k, n, m_k) != MP_OKAY) return false;
-    if (m_curve.hasA && !BigNum::mp_read_radix(a, m_curve.A.getString(), 16)) {
-        log.LogError("Failed to decode curve A.");
-        return false;
+    bool multiplied;
+    {
+        LogContextExitor multiplying(log, "pointMultiply");
+        multiplied = engine->generatorMultiply(m_k, m_pubPoint);
     }
-    if (!pointMult_tmr(m_k, G, m_pubPoint, m_curve.hasA ? &a : nullptr, p, log)) {
+    if (!multiplied) {
         log.LogError("point multiply failed.");
         return false;
     }

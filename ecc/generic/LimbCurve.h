@@ -28,6 +28,7 @@ struct LimbCurve {
     bool hasA;    // false: a = -3 and the doubling's shortcut
     Limb aR[arraySize(L)];   // a*R mod p when hasA
     mp_int rModP; // R mod p: v enters Montgomery form as v*R mod p
+    Limb one[arraySize(L)];  // the same, as limbs: the Montgomery form of 1
     // 2^(28*digits of p) mod p: mapPointBack's Montgomery radix, the one mp_montgomery_reduce
     // divides by. Multiplying by it moves a value from this radix to that one.
     Limb digitR[arraySize(L)];
@@ -43,6 +44,7 @@ struct LimbCurve {
         if (BigNum::mpint_from_limbs(big, r, L + 1) != MP_OKAY || BigNum::mp_mod(big, p, rModP) != MP_OKAY) {
             return false;
         }
+        if (!BigNum::mpint_to_limbs(rModP, one, L)) return false;
         mp_int mu;
         if (BigNum::mp_montgomery_normalization(mu, p) != MP_OKAY || !BigNum::mpint_to_limbs(mu, digitR, L)) {
             return false;
@@ -80,6 +82,11 @@ struct Wiped {
     T v{};
     ~Wiped() { secureWipe(&v, sizeof v); }
 };
+
+// Overwrites the stack below the caller's frame, where the kernels' temporaries held values
+// derived from a scalar: wiping every field operation's locals would cost a tenth of the time,
+// so each multiplication ends by doing this once.
+void scrubStack();
 
 // Limb count of p's field; 0 when the kernels have no instantiation for it.
 inline int fieldLimbs(const mp_int& p) {

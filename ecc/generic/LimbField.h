@@ -77,6 +77,21 @@ ECCKEY_LIMB_INLINE Limb subBorrow(Limb a, Limb b, Limb& borrow) {
 }
 #endif
 
+// Hides a value from the optimiser, so that mask arithmetic on it stays as written instead of
+// being turned back into a branch.
+ECCKEY_LIMB_INLINE Limb limbBarrier(Limb v) {
+#if defined(__GNUC__) || defined(__clang__)
+    __asm__ volatile("" : "+r"(v));
+#endif
+    return v;
+}
+
+// Zeroes n limbs of a working value that held secret-derived data; the volatile stores stay.
+inline void secureWipeLimbs(Limb* a, std::size_t n) {
+    volatile Limb* v = a;
+    for (std::size_t i = 0; i < n; ++i) v[i] = 0;
+}
+
 // Array bound from a limb count (the counts are ints, as in every loop over them).
 constexpr std::size_t arraySize(int n) { return static_cast<std::size_t>(n); }
 
@@ -155,6 +170,50 @@ public:
         for (int i = 0; i < L; ++i) diff |= a[i] ^ b[i];
         return diff == 0;
     }
+    // All ones when a is zero, else zero; the value never steers a branch (the barrier keeps
+    // the compiler from turning the mask back into one).
+    static Limb zeroMask(const Limb* a) {
+        Limb any = 0;
+        for (int i = 0; i < L; ++i) any |= a[i];
+        return limbBarrier(0 - (((any | (0 - any)) >> 63) ^ 1));
+    }
+    // out = a where mask is all ones, b where it is zero; out may be a or b.
+    static void select(Limb mask, const Limb* a, const Limb* b, Limb* out) {
+        for (int i = 0; i < L; ++i) out[i] = (a[i] & mask) | (b[i] & ~mask);
+    }
+
+    // out = a^e (Montgomery form in and out) for a public exponent e of eLimbs limbs, e != 0:
+    // fixed 4-bit windows over a table of a^1 .. a^15. Only the exponent steers branches and
+    // indices, so the time says nothing about a.
+    void powPublicExponent(const Limb* a, const Limb* e, int eLimbs, Limb* out) const {
+        Limb table[15][arraySize(L)];
+        copy(a, table[0]);
+        for (int i = 1; i < 15; ++i) mul(table[i - 1], a, table[i]);
+        Limb acc[arraySize(L)];
+        bool started = false;
+        for (int nib = 16 * eLimbs - 1; nib >= 0; --nib) {
+            const unsigned w = static_cast<unsigned>(e[nib / 16] >> (4 * (nib % 16))) & 15u;
+            if (started) {
+                for (int j = 0; j < 4; ++j) sqr(acc, acc);
+                if (w != 0) mul(acc, table[w - 1], acc);
+            } else if (w != 0) {
+                copy(table[w - 1], acc);
+                started = true;
+            }
+        }
+        copy(acc, out);
+        secureWipeLimbs(table[0], sizeof table / sizeof(Limb));
+        secureWipeLimbs(acc, arraySize(L));
+    }
+    // out = a^-1 (Montgomery form in and out) by Fermat's little theorem, a^(p-2): a fixed
+    // sequence of products whatever a is. Zero maps to zero.
+    void invert(const Limb* a, Limb* out) const {
+        Limb e[arraySize(L)];
+        Limb borrow = 0;
+        for (int i = 0; i < L; ++i) e[i] = subBorrow(p[i], i == 0 ? 2 : 0, borrow);
+        powPublicExponent(a, e, L, out);
+    }
+
     // Whether a is the integer 1 (not the Montgomery form of one).
     static bool isOne(const Limb* a) {
         Limb rest = a[0] ^ 1;

@@ -1,62 +1,61 @@
 #include "ecc/generic/ScalarMultiplication.h"
 
 #include "ecc/EccKey.h"
-#include "ecc/generic/JacobianArithmetic.h"
-#include "ecc/generic/LimbJacobian.h"
+#include "ecc/SecretMarking.h"
+#include "ecc/generic/ConstantTimeMultiplication.h"
 #include "host/BigNum.h"
 #include "host/SecureWipe.h"
 
 namespace vn {
 
-namespace {
-
-// The kernels' temporaries live in stack frames below ours and hold values derived from the
-// scalar. Rather than wiping every field operation's locals (that cost a tenth of the time),
-// each multiplication ends by overwriting this much of the stack once.
-constexpr std::size_t kScrubBytes = 4096;
+// Deep enough for the widest kernel's frames (the variable-base table wipes itself).
+constexpr std::size_t kScrubBytes = 8192;
 
 __attribute__((noinline)) void scrubStack() {
     unsigned char area[kScrubBytes];
     secureWipe(area, sizeof area);
 }
 
-// The result leaves through mapPointBack, in the mp_int routines' Montgomery radix.
+namespace {
+
+// Scalars as wide as two fields at most: enough for every caller, which passes values below
+// the order, while a fixed array keeps the multiplication off the heap.
+constexpr int kMaxScalarLimbs = 2 * kMaxFieldLimbs;
+
+constexpr Limb kPlainOne[kMaxFieldLimbs] = {1};
+
+// The affine point out of Montgomery form into R (z = 1); false at infinity.
 template <int L>
-bool finish(const LimbCurve<L>& c, const LimbPoint<L>& P, EccPoint& R, mp_int& p) {
-    unsigned rho = 0;
-    return BigNum::mp_montgomery_setup(p, rho) == MP_OKAY && c.leave(P, R) && mapPointBack(R, p, rho);
+bool leaveAffine(const LimbCurve<L>& c, const LimbPoint<L>& P, EccPoint& R) {
+    Limb x[arraySize(L)], y[arraySize(L)];
+    if (!toAffine(c, P, x, y)) return false;
+    c.f.mul(x, kPlainOne, x);
+    c.f.mul(y, kPlainOne, y);
+    ECCKEY_PUBLIC(x, sizeof x);
+    ECCKEY_PUBLIC(y, sizeof y);
+    return BigNum::mpint_from_limbs(R.x, x, L) == MP_OKAY && BigNum::mpint_from_limbs(R.y, y, L) == MP_OKAY &&
+           BigNum::mp_set_int(R.z, 1) == MP_OKAY;
 }
 
+// k*G by the constant-time fixed-window multiplication, over as many windows as the wider of
+// the field and k itself need (the field, for every scalar a caller passes).
 template <int L>
 bool ladder(const mp_int& k, const EccPoint& G, EccPoint& R, mp_int* ma, mp_int& p) {
     LimbCurve<L> c;
     struct Registers {
-        LimbPoint<L> T, M[2];
+        LimbPoint<L> base, out;
+        Limb k[kMaxScalarLimbs];
     };
     Wiped<Registers> s;
-    if (!c.init(p, ma) || !c.enter(G, p, s.v.T)) return false;
-    LimbPoint<L>* M = s.v.M;
-    M[0] = s.v.T;
-    limbDouble(c, s.v.T, M[1]);
-
-    // Bits from the top, 28 to a digit. Leading zeros and the leading 1 cost nothing (M0 = G
-    // and M1 = 2G already stand for the prefix 1); after that the invariant M1 - M0 = G holds
-    // and each bit does one addition and one doubling, only the registers' roles changing.
-    bool started = false;
-    for (int d = k.get_digit_count() - 1; d >= 0; --d) {
-        const mp_digit digit = k.get_digit(d);
-        for (int bit = MP_DIGIT_BIT - 1; bit >= 0; --bit) {
-            const unsigned b = (digit >> bit) & 1u;
-            if (!started) {
-                started = b != 0;
-                continue;
-            }
-            limbAdd(c, M[0], M[1], M[1 - b], LimbField<L>::isOne(M[1].z));
-            limbDouble(c, M[b], M[b]);
-        }
-    }
+    const int kBits = BigNum::mp_count_bits(k);
+    int kLimbs = (kBits + 63) / 64;
+    if (kLimbs < L) kLimbs = L;
+    if (kLimbs > kMaxScalarLimbs || !BigNum::mpint_to_limbs(k, s.v.k, kLimbs)) return false;
+    ECCKEY_SECRET(s.v.k, sizeof s.v.k);
+    if (!c.init(p, ma) || !c.enter(G, p, s.v.base)) return false;
+    variableBaseMultiply(c, s.v.base, s.v.k, kLimbs, 64 * kLimbs, s.v.out);
     R.format = G.format;
-    return finish(c, M[0], R, p);
+    return leaveAffine(c, s.v.out, R);
 }
 
 template <int L>
@@ -70,17 +69,15 @@ bool dualMultiply(const EccPoint& A, const unsigned char* tA, const EccPoint& B,
     LimbPoint<L>* table = s.v.table;
     LimbPoint<L>& acc = s.v.acc;
 
-    // table[iA + 4*iB] = iA*A + iB*B; entry 0 is never used.
+    // table[iA + 4*iB] = iA*A + iB*B; entry 0 is never used. The complete addition keeps the
+    // entries right when A and B are related (B = A, B = -A, B = 2A, ...).
     if (!c.init(p, ma) || !c.enter(A, p, table[1]) || !c.enter(B, p, table[4])) return false;
-    const auto add = [&](const LimbPoint<L>& P, const LimbPoint<L>& Q, LimbPoint<L>& R) {
-        limbAdd(c, P, Q, R, LimbField<L>::isOne(Q.z));
-    };
     limbDouble(c, table[1], table[2]);
-    add(table[1], table[2], table[3]);
+    limbAddComplete_var(c, table[1], table[2], table[3]);
     limbDouble(c, table[4], table[8]);
-    add(table[4], table[8], table[12]);
+    limbAddComplete_var(c, table[4], table[8], table[12]);
     for (int i = 1; i <= 3; ++i) {
-        for (int j = 1; j <= 3; ++j) add(table[i], table[4 * j], table[i + 4 * j]);
+        for (int j = 1; j <= 3; ++j) limbAddComplete_var(c, table[i], table[4 * j], table[i + 4 * j]);
     }
 
     bool first = true;
@@ -101,11 +98,11 @@ bool dualMultiply(const EccPoint& A, const unsigned char* tA, const EccPoint& B,
                 acc = entry;
                 first = false;
             } else {
-                add(acc, entry, acc);
+                limbAddComplete_var(c, acc, entry, acc);
             }
         }
     }
-    return finish(c, acc, Out, p);
+    return leaveAffine(c, acc, Out);
 }
 
 }  // namespace
