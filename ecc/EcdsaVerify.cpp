@@ -65,13 +65,11 @@ bool EccKey::eccVerifyHash(const unsigned char* sig, unsigned int siglen, bool u
         log.LogError("Failed to decode curve A.");
         return false;
     }
+    // u1*G + u2*Q, its x reduced modulo n and compared with r in one step of the engine.
     const CurveEngine* engine = curveEngine(m_curve);
-    mp_int x;
-    if (engine == nullptr || !engine->dualMultiply_var(u1, u2, Q, x)) return verifyError(log, 11);
-
-    mp_int v;
-    if (BigNum::mp_mod(x, n, v) != MP_OKAY) return verifyError(log, 12);
-    sigValid = BigNum::mp_cmp(v, r) == 0;
+    bool match = false;
+    if (engine == nullptr || !engine->verifyMatch_var(u1, u2, Q, r, match)) return verifyError(log, 11);
+    sigValid = match;
     return true;
 }
 

@@ -147,15 +147,27 @@ public:
         return ok;
     }
 
-    bool dualMultiply_var(const mp_int& u1, const mp_int& u2, const EccPoint& Q, mp_int& x) const override {
+    bool verifyMatch_var(const mp_int& u1, const mp_int& u2, const EccPoint& Q, const mp_int& r,
+                         bool& match) const override {
+        match = false;
         Limb a[arraySize(L)], b[arraySize(L)];
         LimbPoint<L> q, R;
         if (!toLimbsReduced<L>(u1, m_n, a) || !toLimbsReduced<L>(u2, m_n, b) || !enterPoint(Q, q)) return false;
         vn::dualMultiply_var(m_c, m_table, a, b, q, R);
-        Limb xl[arraySize(L)];
-        if (!toAffine(m_c, R, xl, nullptr)) return false;
-        m_c.f.mul(xl, kPlainOne, xl);
-        return BigNum::mpint_from_limbs(x, xl, L) == MP_OKAY;
+        if (LimbField<L>::zeroMask(R.z) != 0) return false;
+        const LimbField<L>& f = m_c.f;
+        Limb z2[arraySize(L)], c[arraySize(L)];
+        f.sqr(R.z, z2);
+        mp_int candidate;
+        if (BigNum::mp_copy(r, candidate) != MP_OKAY) return false;
+        for (int i = 0; i < 2 && !match; ++i) {
+            if (i == 1 && BigNum::mp_add(candidate, m_n, candidate) != MP_OKAY) return false;
+            if (BigNum::mp_cmp(candidate, m_p) != -1 || !BigNum::mpint_to_limbs(candidate, c, L)) continue;
+            f.mul(c, m_rrP, c);
+            f.mul(c, z2, c);
+            match = LimbField<L>::equal(c, R.x);
+        }
+        return true;
     }
 
     std::size_t tableBytes() const override { return m_store.size() * sizeof(Limb); }

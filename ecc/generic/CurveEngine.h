@@ -53,10 +53,13 @@ public:
     virtual bool signatureS(const SecretScalar& k, const mp_int& d, const mp_int& e, const mp_int& r,
                             mp_int& s) const = 0;
 
-    // x = the affine x of u1*G + u2*Q, for u1, u2 < n and Q as the key holds it (affine, or
-    // Jacobian in ordinary form). Variable time: every input is public. False when the sum is
-    // the point at infinity or an input does not convert.
-    virtual bool dualMultiply_var(const mp_int& u1, const mp_int& u2, const EccPoint& Q, mp_int& x) const = 0;
+    // match = whether the affine x of u1*G + u2*Q, reduced modulo n, equals r: the ECDSA check,
+    // for u1, u2 < n, r in [1, n) and Q as the key holds it (affine, or Jacobian in ordinary
+    // form). Variable time: every input is public. The x is compared in projective form, as
+    // X = c Z^2 for the candidates c = r and r + n below p, which spares an inversion. False
+    // when the sum is the point at infinity or an input does not convert.
+    virtual bool verifyMatch_var(const mp_int& u1, const mp_int& u2, const EccPoint& Q, const mp_int& r,
+                                 bool& match) const = 0;
 
     // Bytes taken by the generator table.
     virtual std::size_t tableBytes() const = 0;
