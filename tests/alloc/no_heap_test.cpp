@@ -10,6 +10,7 @@
 #include <string>
 
 #include "ecc/EccKey.h"
+#include "ecc/generic/CurveEngine.h"
 #include "ecc/generic/ScalarMultiplication.h"
 #include "ecc/secp256k1/CurvePt.h"
 #include "support/openssl_oracle.h"
@@ -79,6 +80,27 @@ TEST_P(GenericCurve, LadderAndShamirStayOffTheHeap) {
     EXPECT_EQ(0, allocationsDuring([&] { ok = pointMult_tmr(k1, c.G, R, c.ma(), c.p, log); }));
     EXPECT_TRUE(ok);
     EXPECT_EQ(0, allocationsDuring([&] { ok = c.key.mul2add(c.G, k1, Q, k2, Out, c.ma(), c.p, log); }));
+    EXPECT_TRUE(ok);
+}
+
+// The per-curve engine's operations, once the engine (and its table) exists.
+TEST_P(GenericCurve, EngineOperationsStayOffTheHeap) {
+    testing_support::OracleCurve c(GetParam().c_str());
+    const CurveEngine* engine = curveEngine(c.key.m_curve);
+    ASSERT_NE(engine, nullptr);
+    mp_int k, d, e, r, s, x;
+    c.randomScalar(k);
+    c.randomScalar(d);
+    c.randomScalar(e);
+    EccPoint Q, R;
+    SecretScalar nonce;
+    const unsigned char bytes[20] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20};
+    bool ok = true, match = false;
+    EXPECT_EQ(0, allocationsDuring([&] {
+                  ok = engine->generatorMultiply(k, Q) && engine->multiply(d, Q, R) &&
+                       engine->nonceCommitment(bytes, sizeof bytes, nonce, x) && BigNum::mp_mod(x, c.n, r) == MP_OKAY &&
+                       engine->signatureS(nonce, d, e, r, s) && engine->verifyMatch_var(e, r, Q, r, match);
+              }));
     EXPECT_TRUE(ok);
 }
 
