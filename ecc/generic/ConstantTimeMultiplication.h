@@ -138,4 +138,19 @@ bool toAffine(const LimbCurve<L>& c, const LimbPoint<L>& P, Limb* x, Limb* y) {
     return atInfinity == 0;
 }
 
+// out = P as an affine point in ordinary form (z = 1); false at infinity. The coordinates
+// become public here: they are the result.
+template <int L>
+bool leaveAffine(const LimbCurve<L>& c, const LimbPoint<L>& P, EccPoint& out) {
+    static constexpr Limb kPlainOne[arraySize(L)] = {1};
+    Limb x[arraySize(L)], y[arraySize(L)];
+    if (!toAffine(c, P, x, y)) return false;
+    c.f.mul(x, kPlainOne, x);
+    c.f.mul(y, kPlainOne, y);
+    ECCKEY_PUBLIC(x, sizeof x);
+    ECCKEY_PUBLIC(y, sizeof y);
+    return BigNum::mpint_from_limbs(out.x, x, L) == MP_OKAY && BigNum::mpint_from_limbs(out.y, y, L) == MP_OKAY &&
+           BigNum::mp_set_int(out.z, 1) == MP_OKAY;
+}
+
 }  // namespace vn

@@ -207,18 +207,8 @@ private:
 
     // The affine point with z = 1 and the form byte of a cleared point, as the ladder left it.
     bool leavePoint(const LimbPoint<L>& P, EccPoint& out) const {
-        Limb x[arraySize(L)], y[arraySize(L)];
-        if (!toAffine(m_c, P, x, y)) return false;
-        m_c.f.mul(x, kPlainOne, x);
-        m_c.f.mul(y, kPlainOne, y);
-        ECCKEY_PUBLIC(x, sizeof x);
-        ECCKEY_PUBLIC(y, sizeof y);
-        const bool ok = BigNum::mpint_from_limbs(out.x, x, L) == MP_OKAY &&
-                        BigNum::mpint_from_limbs(out.y, y, L) == MP_OKAY && BigNum::mp_set_int(out.z, 1) == MP_OKAY;
-        secureWipeLimbs(x, arraySize(L));
-        secureWipeLimbs(y, arraySize(L));
         out.format = 4;
-        return ok;
+        return leaveAffine(m_c, P, out);
     }
 
     // Row i, entry j = (2j + 1) 2^(6i) G, made affine together with one inversion (Montgomery's

@@ -22,21 +22,6 @@ namespace {
 // the order, while a fixed array keeps the multiplication off the heap.
 constexpr int kMaxScalarLimbs = 2 * kMaxFieldLimbs;
 
-constexpr Limb kPlainOne[kMaxFieldLimbs] = {1};
-
-// The affine point out of Montgomery form into R (z = 1); false at infinity.
-template <int L>
-bool leaveAffine(const LimbCurve<L>& c, const LimbPoint<L>& P, EccPoint& R) {
-    Limb x[arraySize(L)], y[arraySize(L)];
-    if (!toAffine(c, P, x, y)) return false;
-    c.f.mul(x, kPlainOne, x);
-    c.f.mul(y, kPlainOne, y);
-    ECCKEY_PUBLIC(x, sizeof x);
-    ECCKEY_PUBLIC(y, sizeof y);
-    return BigNum::mpint_from_limbs(R.x, x, L) == MP_OKAY && BigNum::mpint_from_limbs(R.y, y, L) == MP_OKAY &&
-           BigNum::mp_set_int(R.z, 1) == MP_OKAY;
-}
-
 // k*G by the constant-time fixed-window multiplication, over as many windows as the wider of
 // the field and k itself need (the field, for every scalar a caller passes).
 template <int L>
