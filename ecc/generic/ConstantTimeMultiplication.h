@@ -12,6 +12,7 @@
 
 #include "ecc/SecretMarking.h"
 #include "ecc/generic/CompleteAddition.h"
+#include "ecc/generic/ProjectiveAddition.h"
 #include "ecc/generic/ScalarRecoding.h"
 
 namespace vn {
@@ -48,11 +49,13 @@ struct FixedBaseTable {
     static constexpr int kRowLimbs = FixedBaseWindows::kEntries * kEntryLimbs;
     const Limb* limbs = nullptr;
     int rows = 0;
+    ProjectiveB<L> b;  // for the complete projective addition the rows are summed with
     const Limb* row(int i) const { return limbs + static_cast<std::size_t>(i) * kRowLimbs; }
 };
 
 // R = k*G for k < 2^bits, bits <= 6 * table.rows; k (L limbs) is overwritten. R is Jacobian;
-// the point at infinity (Z = 0) for k = 0 or a multiple of the order.
+// the point at infinity (Z = 0) for k = 0 or a multiple of the order. The rows are summed in
+// projective coordinates with the complete mixed addition, then R is made Jacobian.
 template <int L>
 void fixedBaseMultiply(const LimbCurve<L>& c, const FixedBaseTable<L>& table, Limb* k, int bits, LimbPoint<L>& R) {
     using Win = FixedBaseWindows;
@@ -69,15 +72,16 @@ void fixedBaseMultiply(const LimbCurve<L>& c, const FixedBaseTable<L>& table, Li
         Win::digit(k, L, i, j, negative);
         lookupEntry(table.row(i), Win::kEntries, 2 * L, j, entry);
         negateWhere(c.f, negative, entry + L);
-        limbAddMixedComplete(c, R, entry, entry + L, R);
+        projectiveAddMixed(c, table.b, R, entry, entry + L, R);
     }
     // Row 0 entry 0 is G itself.
     LimbField<L>::copy(table.row(0), entry);
     LimbField<L>::copy(table.row(0) + L, entry + L);
     negateWhere(c.f, ~Limb{0}, entry + L);
     LimbPoint<L> corrected;
-    limbAddMixedComplete(c, R, entry, entry + L, corrected);
+    projectiveAddMixed(c, table.b, R, entry, entry + L, corrected);
     complete_detail::selectPoint(wasEven, corrected, R);
+    projectiveToJacobian(c, R);
     secureWipeLimbs(entry, arraySize(2 * L));
     secureWipeLimbs(corrected.x, arraySize(3 * L));
 }

@@ -39,8 +39,9 @@ template <int L>
 class LimbCurveEngine final : public CurveEngine {
 public:
     bool init(const NamedCurveParams& row) {
-        mp_int a, gx, gy;
+        mp_int a, b, gx, gy;
         if (!BigNum::mp_read_radix(m_p, row.p, 16) || !BigNum::mp_read_radix(m_n, row.n, 16) ||
+            !BigNum::mp_read_radix(b, row.B, 16) ||
             !BigNum::mp_read_radix(gx, row.Gx, 16) || !BigNum::mp_read_radix(gy, row.Gy, 16) ||
             (row.hasA && !BigNum::mp_read_radix(a, row.A, 16))) {
             return false;
@@ -55,6 +56,14 @@ public:
         LimbPoint<L> G;
         if (!enterCoordinate(gx, G.x) || !enterCoordinate(gy, G.y)) return false;
         LimbField<L>::copy(m_c.one, G.z);
+        // The projective formulas take b for a = -3 and 3b otherwise.
+        if (!enterCoordinate(b, m_table.b.v)) return false;
+        if (row.hasA) {
+            Limb b1[arraySize(L)];
+            LimbField<L>::copy(m_table.b.v, b1);
+            m_c.f.add(b1, b1, m_table.b.v);
+            m_c.f.add(m_table.b.v, b1, m_table.b.v);
+        }
         buildTable(G);
         return true;
     }

@@ -199,6 +199,33 @@ void checkCompleteAddition(OracleCurve& c) {
     EXPECT_TRUE(atInfinity(out)) << "mixed P - P";
     limbAddMixedComplete(lc, inf, g.x, g.y, out);
     EXPECT_TRUE(same(out, g)) << "mixed O + P";
+    // The projective form (x l, y l, l) of the same point, its negative, and (0 : 1 : 0).
+    ProjectiveB<L> b;
+    mp_int bm;
+    BigNum::mp_read_radix(bm, c.key.m_curve.B.getString(), 16);
+    EXPECT_TRUE(lc.enter(bm, c.p, b.v));
+    if (c.hasA) {
+        Limb b1[arraySize(L)];
+        LimbField<L>::copy(b.v, b1);
+        lc.f.add(b1, b1, b.v);
+        lc.f.add(b.v, b1, b.v);
+    }
+    LimbPoint<L> proj, projNeg, projInf;
+    lc.f.mul(g.x, l, proj.x);
+    lc.f.mul(g.y, l, proj.y);
+    LimbField<L>::copy(l, proj.z);
+    projNeg = proj;
+    negateWhere(lc.f, ~Limb{0}, projNeg.y);
+    for (int i = 0; i < L; ++i) projInf.x[i] = projInf.z[i] = 0;
+    LimbField<L>::copy(lc.one, projInf.y);
+    const std::pair<const LimbPoint<L>*, const LimbPoint<L>*> cases[] = {
+        {&proj, &twice}, {&projNeg, nullptr}, {&projInf, &g}};
+    for (const auto& cs : cases) {
+        projectiveAddMixed(lc, b, *cs.first, g.x, g.y, out);
+        projectiveToJacobian(lc, out);
+        if (cs.second == nullptr) EXPECT_TRUE(atInfinity(out)) << "projective P - P";
+        else EXPECT_TRUE(same(out, *cs.second)) << "projective case";
+    }
 }
 
 TEST_P(Engine, CompleteAdditionCoversEveryCase) {
