@@ -1,9 +1,8 @@
-// Signatures built so that the double-scalar product u1*G + u2*Q of their verification meets
-// the corner cases of its addition chain: a running sum equal to a table entry (the same point
-// under another Z) or to its negative, public keys that are small multiples of G, u1*G equal
-// to u2*Q or to its negative, long runs of equal bits. OpenSSL's verdict on each is the
-// reference; the cases are made by choosing u1, u2 and the key c, then r, s and the digest e
-// so that verification recomputes exactly that u1 and u2.
+// Signatures whose verification product u1*G + u2*Q meets the corner cases of an addition
+// chain: a running sum equal to a table entry (under another Z) or to its negative, keys that
+// are small multiples of G, u1*G = +-u2*Q, long runs of equal bits. Each case picks u1, u2 and
+// the key c, then r, s and the digest so that verification recomputes exactly that u1 and u2;
+// OpenSSL's verdict is the reference.
 
 #include <gtest/gtest.h>
 
@@ -54,10 +53,6 @@ public:
         if (BN_is_zero(r.get())) BN_one(r.get());
         return r;
     }
-    BnPtr mod(BnPtr v) {
-        BN_nnmod(v.get(), v.get(), n, ctx);
-        return v;
-    }
     BnPtr mulMod(const BIGNUM* a, const BIGNUM* b) {
         BnPtr r = newBn();
         BN_mod_mul(r.get(), a, b, n, ctx);
@@ -69,8 +64,9 @@ public:
         else BN_mod_add(r.get(), a, b, n, ctx);
         return r;
     }
-    void add(std::string label, BnPtr c, BnPtr u1, BnPtr u2) {
-        cases.push_back(Case{std::move(label), std::move(c), std::move(u1), std::move(u2)});
+    void add(std::string label, const BnPtr& c, const BnPtr& u1, const BnPtr& u2) {
+        const auto dup = [](const BnPtr& v) { return BnPtr(BN_dup(v.get()), BN_free); };
+        cases.push_back(Case{std::move(label), dup(c), dup(u1), dup(u2)});
     }
 
     // Scalars u = (H*2^w + digit)*2^b + low. Before the digits at bit b join, a chain that
@@ -83,35 +79,32 @@ public:
         if (BN_is_zero(limit.get())) return;
         BnPtr h1 = below(limit.get()), h2 = below(limit.get());
         if (BN_is_zero(h1.get()) && BN_is_zero(h2.get())) BN_one(h1.get());
-        BnPtr sd1 = mod(word(d1)), sd2 = mod(word(d2));
-        if (sign < 0) {
-            BN_sub(sd1.get(), n, sd1.get());
-            BN_sub(sd2.get(), n, sd2.get());
-        }
-        BnPtr num = addMod(sd1.get(), mod(shifted(h1.get(), w)).get(), true);
-        BnPtr den = addMod(mod(shifted(h2.get(), w)).get(), sd2.get(), true);
+        BnPtr sd1 = word(d1), sd2 = word(d2);
+        BN_set_negative(sd1.get(), sign < 0);
+        BN_set_negative(sd2.get(), sign < 0);
+        BnPtr num = addMod(sd1.get(), shifted(h1.get(), w).get(), true);
+        BnPtr den = addMod(shifted(h2.get(), w).get(), sd2.get(), true);
         BnPtr c = newBn();
         if (BN_is_zero(num.get()) || !BN_mod_inverse(c.get(), den.get(), n, ctx)) return;
         c = mulMod(num.get(), c.get());
-        const auto scalar = [&](const BIGNUM* h, unsigned d) {
-            BnPtr u = shifted(h, w);
-            BN_add_word(u.get(), d);
-            u = shifted(u.get(), b);
-            BN_add(u.get(), u.get(), below(shifted(word(1).get(), b).get()).get());
-            return u;
-        };
+        BN_lshift(h1.get(), h1.get(), w);
+        BN_lshift(h2.get(), h2.get(), w);
+        BN_add_word(h1.get(), d1);
+        BN_add_word(h2.get(), d2);
         add("meet b=" + std::to_string(b) + " w=" + std::to_string(w) + " d=(" + std::to_string(d1) + "," +
                 std::to_string(d2) + ") sign=" + std::to_string(sign),
-            std::move(c), scalar(h1.get(), d1), scalar(h2.get(), d2));
+            c, withLow(h1.get(), b), withLow(h2.get(), b));
     }
 
-    // Two digits at bit b with u1 = hi1*2^b + low, u2 = hi2*2^b + low, key fixed.
-    void topDigits(const char* label, BnPtr c, unsigned hi1, unsigned hi2) {
-        const int b = (bits - 4) & ~1;  // on the 2-bit window grid
-        BnPtr u1 = shifted(word(hi1).get(), b), u2 = shifted(word(hi2).get(), b);
-        BN_add(u1.get(), u1.get(), below(shifted(word(1).get(), b).get()).get());
-        BN_add(u2.get(), u2.get(), below(shifted(word(1).get(), b).get()).get());
-        add(label, std::move(c), std::move(u1), std::move(u2));
+    BnPtr withLow(const BIGNUM* high, int b) {  // high*2^b + random bits below
+        BnPtr u = shifted(high, b);
+        BN_add(u.get(), u.get(), below(shifted(word(1).get(), b).get()).get());
+        return u;
+    }
+    // The top four bits of u1 and u2 given, on the 2-bit window grid, the key fixed.
+    void topDigits(const char* label, const BnPtr& c, unsigned hi1, unsigned hi2) {
+        const int b = (bits - 4) & ~1;
+        add(label, c, withLow(word(hi1).get(), b), withLow(word(hi2).get(), b));
     }
 
     std::vector<Case> make() {
@@ -125,37 +118,32 @@ public:
             meet(std::rand() % (bits - w - 1), w, 1 + 2 * unsigned(std::rand() % (1 << (w - 1))),
                  1 + 2 * unsigned(std::rand() % (1 << (w - 1))), k % 2 ? -1 : 1);
         }
-        BnPtr minusOne = newBn();
-        BN_sub(minusOne.get(), n, BN_value_one());
+        BnPtr minusOne = addMod(word(0).get(), word(1).get(), true);
         // Q = G, -G, 2G: table entries coincide with each other or cancel.
         add("Q=G", word(1), randomScalar(), randomScalar());
-        add("Q=-G", BnPtr(BN_dup(minusOne.get()), BN_free), randomScalar(), randomScalar());
+        add("Q=-G", minusOne, randomScalar(), randomScalar());
         add("Q=2G", word(2), randomScalar(), randomScalar());
         topDigits("Q=G, 4G met at the second window", word(1), 0x5, 0x3);
         topDigits("Q=2G, 4G met at the second window", word(2), 0x4, 0x2);
-        topDigits("Q=-G, equal top digits", BnPtr(BN_dup(minusOne.get()), BN_free), 0x7, 0x7);
+        topDigits("Q=-G, equal top digits", minusOne, 0x7, 0x7);
         for (int k = 0; k < 2; ++k) {
             BnPtr c = randomScalar(), u2 = randomScalar(), cu2 = mulMod(c.get(), u2.get());
             BnPtr neg = addMod(word(0).get(), cu2.get(), true);
             BnPtr small = word(1 + static_cast<BN_ULONG>(std::rand() % 16));
-            add("u1*G == u2*Q", BnPtr(BN_dup(c.get()), BN_free), BnPtr(BN_dup(cu2.get()), BN_free),
-                BnPtr(BN_dup(u2.get()), BN_free));
-            add("u1*G == -u2*Q", BnPtr(BN_dup(c.get()), BN_free), BnPtr(BN_dup(neg.get()), BN_free),
-                BnPtr(BN_dup(u2.get()), BN_free));
-            add("u1 = c*u2 + small", BnPtr(BN_dup(c.get()), BN_free), addMod(cu2.get(), small.get()),
-                BnPtr(BN_dup(u2.get()), BN_free));
-            add("u1 = -c*u2 + small", std::move(c), addMod(neg.get(), small.get()), std::move(u2));
+            add("u1*G == u2*Q", c, cu2, u2);
+            add("u1*G == -u2*Q", c, neg, u2);
+            add("u1 = c*u2 + small", c, addMod(cu2.get(), small.get()), u2);
+            add("u1 = -c*u2 + small", c, addMod(neg.get(), small.get()), u2);
         }
         // Long runs of equal bits: 2^k - 1, and the same shifted up.
         const int k = bits / 2 + std::rand() % (bits / 2 - 1);
         BnPtr ones = shifted(word(1).get(), k);
         BN_sub_word(ones.get(), 1);
-        add("u2 = 2^k - 1", randomScalar(), randomScalar(), BnPtr(BN_dup(ones.get()), BN_free));
-        add("u1 = 2^k - 1", randomScalar(), BnPtr(BN_dup(ones.get()), BN_free), randomScalar());
+        add("u2 = 2^k - 1", randomScalar(), randomScalar(), ones);
+        add("u1 = 2^k - 1", randomScalar(), ones, randomScalar());
         add("u2 = (2^k - 1) * 2^j", randomScalar(), randomScalar(), shifted(ones.get(), bits - 1 - k));
         add("u1 = u2 = 1", randomScalar(), word(1), word(1));
-        add("u1 = u2 = n - 1", randomScalar(), BnPtr(BN_dup(minusOne.get()), BN_free),
-            BnPtr(BN_dup(minusOne.get()), BN_free));
+        add("u1 = u2 = n - 1", randomScalar(), minusOne, minusOne);
         add("random", randomScalar(), randomScalar(), randomScalar());
         return std::move(cases);
     }
@@ -192,12 +180,12 @@ TEST_P(ShamirEdgeCases, VerdictsAgreeWithOpenSsl) {
         ASSERT_EQ(EC_POINT_mul(group, Q.get(), tc.c.get(), nullptr, nullptr, ctx), 1);
         ASSERT_EQ(EC_POINT_mul(group, R.get(), tc.u1.get(), Q.get(), tc.u2.get(), ctx), 1);
         const bool infinity = EC_POINT_is_at_infinity(group, R.get()) == 1;
-        BnPtr r = newBn(), s = newBn(), e = newBn(), x = newBn();
+        BnPtr r = newBn(), s = newBn(), e = newBn();
         if (infinity) {
             BN_rand_range(r.get(), n);  // no R: any r is wrong
         } else {
-            ASSERT_EQ(EC_POINT_get_affine_coordinates(group, R.get(), x.get(), nullptr, ctx), 1);
-            BN_nnmod(r.get(), x.get(), n, ctx);
+            ASSERT_EQ(EC_POINT_get_affine_coordinates(group, R.get(), r.get(), nullptr, ctx), 1);
+            BN_nnmod(r.get(), r.get(), n, ctx);
         }
         if (BN_is_zero(r.get()) || !BN_mod_inverse(s.get(), tc.u2.get(), n, ctx)) continue;
         BN_mod_mul(s.get(), s.get(), r.get(), n, ctx);  // s = r/u2, so r/s = u2
@@ -239,7 +227,13 @@ TEST_P(ShamirEdgeCases, VerdictsAgreeWithOpenSsl) {
     EXPECT_GE(checked, 25) << curve;
 }
 
-INSTANTIATE_TEST_SUITE_P(GenericCurves, ShamirEdgeCases, ::testing::ValuesIn(testing_support::genericCurves()),
+std::vector<std::string> everyCurve() {
+    std::vector<std::string> curves = testing_support::genericCurves();
+    curves.push_back("secp256k1");  // its own engine, the same corner cases
+    return curves;
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryCurve, ShamirEdgeCases, ::testing::ValuesIn(everyCurve()),
                          [](const ::testing::TestParamInfo<std::string>& p) { return p.param; });
 
 }  // namespace
