@@ -22,15 +22,17 @@ constexpr int kVariableBaseWindow = 5;
 using FixedBaseWindows = OddWindows<kFixedBaseWindow>;
 using VariableBaseWindows = OddWindows<kVariableBaseWindow>;
 
-// out = entries[j] for j < count, each entry `width` limbs, read through masks: every entry
-// is read whatever j is.
-inline void lookupEntry(const Limb* entries, int count, int width, unsigned j, Limb* out) {
-    for (int i = 0; i < width; ++i) out[i] = 0;
-    for (int e = 0; e < count; ++e) {
+// out = entries[j] for j < Count, each entry Width limbs, read through masks: every entry is
+// read whatever j is. The sizes are compile-time so that the loop runs on vector registers.
+template <int Count, int Width>
+void lookupEntry(const Limb* entries, unsigned j, Limb* out) {
+    Limb acc[arraySize(Width)] = {};
+    for (int e = 0; e < Count; ++e) {
         const Limb m = equalMask(static_cast<Limb>(e), j);
-        const Limb* entry = entries + static_cast<std::size_t>(e) * static_cast<std::size_t>(width);
-        for (int i = 0; i < width; ++i) out[i] |= entry[i] & m;
+        const Limb* entry = entries + static_cast<std::size_t>(e) * Width;
+        for (int i = 0; i < Width; ++i) acc[i] |= entry[i] & m;
     }
+    for (int i = 0; i < Width; ++i) out[i] = acc[i];
 }
 
 // y = -y where negative is all ones.
@@ -62,7 +64,7 @@ void fixedBaseMultiply(const LimbCurve<L>& c, const FixedBaseTable<L>& table, Li
     const int m = Win::windows(bits);
     const Limb wasEven = Win::makeOdd(k, L);
     Limb entry[arraySize(2 * L)];
-    lookupEntry(table.row(m - 1), Win::kEntries, 2 * L, Win::topDigit(k, L, bits), entry);
+    lookupEntry<Win::kEntries, 2 * L>(table.row(m - 1), Win::topDigit(k, L, bits), entry);
     LimbField<L>::copy(entry, R.x);
     LimbField<L>::copy(entry + L, R.y);
     LimbField<L>::copy(c.one, R.z);
@@ -70,7 +72,7 @@ void fixedBaseMultiply(const LimbCurve<L>& c, const FixedBaseTable<L>& table, Li
         unsigned j;
         Limb negative;
         Win::digit(k, L, i, j, negative);
-        lookupEntry(table.row(i), Win::kEntries, 2 * L, j, entry);
+        lookupEntry<Win::kEntries, 2 * L>(table.row(i), j, entry);
         negateWhere(c.f, negative, entry + L);
         projectiveAddMixed(c, table.b, R, entry, entry + L, R);
     }
@@ -105,13 +107,13 @@ void variableBaseMultiply(const LimbCurve<L>& c, const LimbPoint<L>& P, Limb* k,
 
     const int m = Win::windows(bits);
     const Limb wasEven = Win::makeOdd(k, kLimbs);
-    lookupEntry(w.table[0].x, Win::kEntries, kWidth, Win::topDigit(k, kLimbs, bits), w.acc.x);
+    lookupEntry<Win::kEntries, kWidth>(w.table[0].x, Win::topDigit(k, kLimbs, bits), w.acc.x);
     for (int i = m - 2; i >= 0; --i) {
         for (int d = 0; d < kVariableBaseWindow; ++d) limbDouble(c, w.acc, w.acc);
         unsigned j;
         Limb negative;
         Win::digit(k, kLimbs, i, j, negative);
-        lookupEntry(w.table[0].x, Win::kEntries, kWidth, j, w.entry.x);
+        lookupEntry<Win::kEntries, kWidth>(w.table[0].x, j, w.entry.x);
         negateWhere(c.f, negative, w.entry.y);
         limbAddComplete(c, w.acc, w.entry, w.acc);
     }

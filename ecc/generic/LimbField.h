@@ -11,6 +11,10 @@
 #include <cstdint>
 #include <utility>
 
+#if defined(__x86_64__)
+#include <x86intrin.h>
+#endif
+
 #include "ecc/generic/LimbMontgomeryAdx.h"
 #include "host/BigNumCount.h"
 
@@ -35,6 +39,20 @@ ECCKEY_LIMB_INLINE Limb mulAdd(Limb a, Limb b, Limb c, Limb d, Limb& hi) {
     hi = static_cast<Limb>(v >> 64);
     return static_cast<Limb>(v);
 }
+#if defined(__x86_64__)
+// carry and borrow are 0 or 1. Through the intrinsics the compiler chains adc and sbb; from
+// the 128-bit sums below it rebuilds every carry in registers, several times the instructions.
+ECCKEY_LIMB_INLINE Limb addCarry(Limb a, Limb b, Limb& carry) {
+    unsigned long long r;
+    carry = _addcarry_u64(static_cast<unsigned char>(carry), a, b, &r);
+    return r;
+}
+ECCKEY_LIMB_INLINE Limb subBorrow(Limb a, Limb b, Limb& borrow) {
+    unsigned long long r;
+    borrow = _subborrow_u64(static_cast<unsigned char>(borrow), a, b, &r);
+    return r;
+}
+#else
 ECCKEY_LIMB_INLINE Limb addCarry(Limb a, Limb b, Limb& carry) {
     const LimbPair v = static_cast<LimbPair>(a) + b + carry;
     carry = static_cast<Limb>(v >> 64);
@@ -45,6 +63,7 @@ ECCKEY_LIMB_INLINE Limb subBorrow(Limb a, Limb b, Limb& borrow) {
     borrow = static_cast<Limb>(v >> 64) & 1;
     return static_cast<Limb>(v);
 }
+#endif
 #else
 // Without a 128-bit type: the product from four 32-bit halves.
 ECCKEY_LIMB_INLINE Limb mulAdd(Limb a, Limb b, Limb c, Limb d, Limb& hi) {
