@@ -2,8 +2,8 @@
 // Arithmetic modulo an odd prime p of L 64-bit limbs, on fixed arrays: the field layer of the
 // generic engine. Values are residues in [0, p), least significant limb first; products are
 // Montgomery products with R = 2^(64L). Nothing here allocates, fails or branches on the
-// values (corrections are applied through masks), which also keeps the branch predictor out
-// of the timings; the engine built on it is still not constant-time as a whole.
+// values, and no index depends on them: corrections are applied through masks, and the
+// inverse is a fixed exponentiation. This is what the constant-time multiplications build on.
 //
 // Every routine allows its output to be one of its inputs.
 

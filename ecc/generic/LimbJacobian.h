@@ -51,9 +51,10 @@ void limbDouble(const LimbCurve<L>& c, const LimbPoint<L>& P, LimbPoint<L>& R) {
 // and then Q.z is not read.
 // The same Jacobian triple twice: the general formulas would divide by zero, so double.
 // P = -Q with the same Z is deliberately not sent to the doubling, whose answer 2P would be a
-// wrong point: the general formulas give Z = 0 (infinity) instead, which stays 0 through
-// later steps and which mapPointBack refuses. The ladder meets that sum only for k = n - 1,
-// in the register it discards.
+// wrong point: the general formulas give Z = 0 (infinity) instead. The same point held with
+// another Z, or an operand at infinity, is not caught here: this is the group law of the
+// named pointAdd, and the scalar multiplications use the complete additions of
+// CompleteAddition.h and ProjectiveAddition.h instead.
 template <int L>
 void limbAdd(const LimbCurve<L>& c, const LimbPoint<L>& P, const LimbPoint<L>& Q, LimbPoint<L>& R, bool qAffine) {
     const LimbField<L>& f = c.f;
