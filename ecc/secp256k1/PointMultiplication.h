@@ -1,0 +1,27 @@
+#pragma once
+
+#include "ecc/secp256k1/CompletePoint.h"
+#include "ecc/secp256k1/Unsigned256.h"
+
+namespace vn {
+
+// k * P for a point P of the curve (not the point at infinity), in constant time.
+//
+// k is reduced modulo n and made odd (an even k is replaced by n - k and the result negated
+// through a mask); the odd value is written as 64 signed odd 4-bit digits, so every window
+// adds exactly one of the odd multiples P, 3P, ..., 15P, read by scanning all eight, with the
+// complete formulas. The same work for every k, 0, n and values above n included.
+//
+// In:  P on the curve; k any 256-bit value.
+// Out: out = k * P in projective form (the point at infinity for k = 0 mod n).
+void multiplyPointOddWindows(const _vnPt64& P, const _vnUnsigned256& k, _vnPt64& out);
+
+// out = u1 * G + u2 * Q in variable time, for public scalars and a public point (signature
+// verification): u1 * G from the generator table, u2 * Q by a width-5 NAF.
+//
+// In:  u1, u2 any 256-bit values; Q on the curve (not the point at infinity).
+// Out: out, projective.
+void multiplyTwo_var(const _vnUnsigned256& u1, const _vnUnsigned256& u2, const _vnPt64& Q,
+                     _vnPt64& out);
+
+}  // namespace vn
