@@ -7,7 +7,7 @@
 #include "ecc/secp256k1/CompletePoint.h"
 #include "ecc/secp256k1/CurvePt.h"
 #include "ecc/secp256k1/GeneratorMultiplication.h"
-#include "ecc/secp256k1/OrderArithmetic.h"
+#include "ecc/secp256k1/OrderMontgomery.h"
 #include "ecc/secp256k1/Uint256Conversions.h"
 #include "host/AsnItem.h"
 #include "host/BigNum.h"
@@ -56,12 +56,8 @@ bool EccKey::eccSignHashK(const unsigned char* hash, unsigned int inlen, _vnPrng
 
     _vnUnsigned256 d;
     _vnUnsigned256 k;
-    _vnUnsigned256 kInv;
-    _vnUnsigned256 t;  // r*d + e: together with r and e it gives d away
     StackWipe wipeD(&d, sizeof d);
     StackWipe wipeK(&k, sizeof k);
-    StackWipe wipeKInv(&kInv, sizeof kInv);
-    StackWipe wipeT(&t, sizeof t);
 
     // Signing with the low 256 bits of a wider scalar would produce signatures for a key
     // other than the one the caller holds, so such a key is refused outright.
@@ -108,18 +104,7 @@ bool EccKey::eccSignHashK(const unsigned char* hash, unsigned int inlen, _vnPrng
         ECCKEY_PUBLIC(&r, sizeof r);
         if (r.isZeroFlag() != 0) continue;
 
-        t = r;
-        multiplyModOrder(t, d);
-        const std::uint32_t carry = t.add(e, 1);
-        reduceOnceModOrder(t, carry);
-        // e is used unreduced, so when both t and e sit near the top of their ranges a
-        // single subtraction can leave t in [n, 2^256); multiplyModOrder needs t below n.
-        reduceOnceModOrder(t, 0);
-
-        kInv = k;
-        kInv.reciprocal(n);
-        s = t;
-        multiplyModOrder(s, kInv);
+        signatureS(k, d, r, e, s);
         ECCKEY_PUBLIC(&s, sizeof s);
         if (s.isZeroFlag() != 0) continue;
 

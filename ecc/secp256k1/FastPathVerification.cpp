@@ -7,7 +7,7 @@
 #include "ecc/secp256k1/CompletePoint.h"
 #include "ecc/secp256k1/CurvePt.h"
 #include "ecc/secp256k1/PointMultiplication.h"
-#include "ecc/secp256k1/OrderArithmetic.h"
+#include "ecc/secp256k1/OrderMontgomery.h"
 #include "ecc/secp256k1/Uint256Conversions.h"
 
 namespace vn {
@@ -35,11 +35,11 @@ bool signatureMatches_var(const _vnUnsigned256& r, const _vnUnsigned256& s, cons
     }
 
     _vnUnsigned256 w = s;
-    w.reciprocal(n);
+    reciprocalModOrderMont(w);
     _vnUnsigned256 u1 = w;
-    multiplyModOrder(u1, e);
+    multiplyModOrderMont(u1, e);
     _vnUnsigned256 u2 = w;
-    multiplyModOrder(u2, r);
+    multiplyModOrderMont(u2, r);
 
     _vnPt64 P;
     multiplyTwo_var(u1, u2, pt64::fromCurvePt(Q), P);

@@ -10,6 +10,8 @@
 #include "ecc/secp256k1/CompletePoint.h"
 #include "ecc/secp256k1/Field4x64.h"
 #include "ecc/secp256k1/GeneratorMultiplication.h"
+#include "ecc/secp256k1/OrderArithmetic.h"
+#include "ecc/secp256k1/OrderMontgomery.h"
 #include "ecc/secp256k1/PointMultiplication.h"
 
 namespace {
@@ -52,6 +54,35 @@ TEST(Field4x64, AgreesWithTheWordField) {
         fe64::mulSmall(r, a, 21), e.multiply(fa, F("15")), check("mulSmall");
         EXPECT_EQ(fe64::equalFlag(a, b), fa.equalFlag(fb));
         if (i % 50 == 0) fe64::invert(r, a), e = fa, e.reciprocal(), check("invert");
+    }
+}
+
+// The word-sized order arithmetic against the bit-serial routines, and s against the
+// composition the signer used before.
+TEST(OrderMontgomery, AgreesWithTheBitSerialRoutines) {
+    Gen gen(0x0de5);
+    const _vnUnsigned256 n = U(kN);
+    for (int i = 0; i < 400; ++i) {
+        const _vnUnsigned256 x = (i == 0) ? U(std::string(kN).substr(0, 63) + "0") : gen.below(n);
+        const _vnUnsigned256 y = (i == 1) ? U(std::string(64, 'F')) : gen.u256();
+        _vnUnsigned256 a = x, b = x;
+        vn::multiplyModOrderMont(a, y), vn::multiplyModOrder(b, y);
+        ASSERT_EQ(hexOf(a), hexOf(b)) << hexOf(x) << " * " << hexOf(y);
+        if (i % 8 != 0) continue;
+        a = x, b = x;
+        vn::reciprocalModOrderMont(a), b.reciprocal(n);
+        ASSERT_EQ(hexOf(a), hexOf(b)) << "1 / " << hexOf(x);
+
+        const _vnUnsigned256 k = gen.below(n), r = gen.below(n), d = gen.u256();
+        _vnUnsigned256 t = r, kInv = k, s;
+        vn::multiplyModOrder(t, d);
+        Mpz sum(t), yz(y), nz(n);
+        mpz_add(sum, sum, yz), mpz_mod(sum, sum, nz);
+        kInv.reciprocal(n);
+        _vnUnsigned256 expected = toU256(sum);
+        vn::multiplyModOrder(expected, kInv);
+        vn::signatureS(k, d, r, y, s);
+        ASSERT_EQ(hexOf(s), hexOf(expected));
     }
 }
 
