@@ -4,6 +4,7 @@
 #include "ecc/secp256k1/ConstantTime.h"
 #include "ecc/secp256k1/FieldElement.h"
 #include "ecc/secp256k1/Unsigned256.h"
+#include "host/BigNumCount.h"
 
 namespace vn {
 
@@ -78,6 +79,7 @@ inline void reduceWide(_vnFe64& r, const std::uint64_t w[8]) {
 
 // r = a * b mod p; r may alias either operand.
 inline void mul(_vnFe64& r, const _vnFe64& a, const _vnFe64& b) {
+    ECCKEY_COUNT_FIELD_MUL();
     std::uint64_t w[8] = {};
 #pragma GCC unroll 4
     for (unsigned i = 0; i < 4; ++i) {
@@ -95,6 +97,7 @@ inline void mul(_vnFe64& r, const _vnFe64& a, const _vnFe64& b) {
 
 // r = a^2 mod p: the six cross products once, doubled, then the four squares.
 inline void sqr(_vnFe64& r, const _vnFe64& a) {
+    ECCKEY_COUNT_FIELD_MUL();
     std::uint64_t w[8] = {};
 #pragma GCC unroll 3
     for (unsigned i = 0; i < 3; ++i) {
