@@ -5,6 +5,7 @@
 #include "ecc/secp256k1/ConstantTime.h"
 #include "ecc/secp256k1/CurvePt.h"
 #include "ecc/secp256k1/GeneratorMultiplication.h"
+#include "ecc/secp256k1/OrderMontgomery.h"
 #include "host/SecureWipe.h"
 
 namespace vn {
@@ -102,27 +103,132 @@ unsigned naf_var(const _vnUnsigned256& k, std::int8_t naf[257]) {
 
 }  // namespace
 
+namespace {
+
+// The endomorphism (x, y) -> (beta x, y) of secp256k1 is multiplication by lambda, with
+// lambda^3 = 1 mod n and beta^3 = 1 mod p. A scalar k splits as k = k1 + k2 lambda (mod n)
+// with k1, k2 of about 128 bits, so u2 * Q costs half the doublings.
+const _vnUnsigned256 kLambda("5363AD4CC05C30E0A5261C028812645A122E22EA20816678DF02967C1B23BD72");
+const _vnFe64 kBeta = {{0xC1396C28719501EEULL, 0x9CF0497512F58995ULL, 0x6E64479EAC3434E9ULL,
+                        0x7AE96A2B657C0710ULL}};
+// The short lattice basis (a1, b1), (a2, b2 = a1) of the pairs (x, y) with x + y lambda = 0
+// mod n, and g = round(2^384 b / n) for the rounding of k b / n: c1 = round(k b2 / n),
+// c2 = round(-k b1 / n), k2 = -(c1 b1 + c2 b2), k1 = k - k2 lambda.
+const _vnUnsigned256 kA1("000000000000000000000000000000003086D221A7D46BCDE86C90E49284EB15");
+const _vnUnsigned256 kMinusB1("00000000000000000000000000000000E4437ED6010E88286F547FA90ABFE4C3");
+const std::uint64_t kG1[4] = {0xE893209A45DBB031ULL, 0x3DAA8A1471E8CA7FULL, 0xE86C90E49284EB15ULL,
+                              0x3086D221A7D46BCDULL};
+const std::uint64_t kG2[4] = {0x1571B4AE8AC47F71ULL, 0x221208AC9DF506C6ULL, 0x6F547FA90ABFE4C4ULL,
+                              0xE4437ED6010E8828ULL};
+
+// round(k g / 2^384) for k below 2^256.
+_vnUnsigned256 roundedQuotient_var(const _vnUnsigned256& k, const std::uint64_t g[4]) {
+    std::uint64_t a[4], w[8] = {};
+    for (unsigned i = 0; i < 4; ++i) a[i] = std::uint64_t{k.words[2 * i]} | std::uint64_t{k.words[2 * i + 1]} << 32;
+    for (unsigned i = 0; i < 4; ++i) {
+        std::uint64_t carry = 0;
+        for (unsigned j = 0; j < 4; ++j) {
+            const _vnU128 t = static_cast<_vnU128>(a[i]) * g[j] + w[i + j] + carry;
+            w[i + j] = static_cast<std::uint64_t>(t);
+            carry = static_cast<std::uint64_t>(t >> 64);
+        }
+        w[i + 4] = carry;
+    }
+    // Adding 2^383 rounds; g is below 2^256 - 2^383 / 2^128 by far, so nothing carries out.
+    _vnU128 acc = static_cast<_vnU128>(w[5]) + (std::uint64_t{1} << 63);
+    acc = (acc >> 64) + w[6];
+    const std::uint64_t lo = static_cast<std::uint64_t>(acc);
+    const std::uint64_t hi = w[7] + static_cast<std::uint64_t>(acc >> 64);
+    _vnUnsigned256 c;
+    c.words[0] = static_cast<std::uint32_t>(lo);
+    c.words[1] = static_cast<std::uint32_t>(lo >> 32);
+    c.words[2] = static_cast<std::uint32_t>(hi);
+    c.words[3] = static_cast<std::uint32_t>(hi >> 32);
+    return c;
+}
+
+// a - b mod n for a, b below n.
+_vnUnsigned256 subtractModOrder_var(const _vnUnsigned256& a, const _vnUnsigned256& b) {
+    _vnUnsigned256 d = a;
+    if (d.subtract(b, 1) != 0) d.add(_vnCurvePt::m_s_order, 1);
+    return d;
+}
+
+// v as a sign and a magnitude below n/2: values above n/2 stand for v - n.
+bool toSigned_var(_vnUnsigned256& v) {
+    static const _vnUnsigned256 halfN("7FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFF5D576E7357A4501DDFE92F46681B20A0");
+    if (v <= halfN) return false;
+    _vnUnsigned256 m = _vnCurvePt::m_s_order;
+    m.subtract(v, 1);
+    v = m;
+    return true;
+}
+
+// k = k1 + k2 lambda (mod n) with the halves as sign and magnitude; false when a magnitude
+// is not below 2^130 (not expected for any k below n; the caller then uses no split).
+bool split_var(const _vnUnsigned256& k, _vnUnsigned256& k1, bool& neg1, _vnUnsigned256& k2, bool& neg2) {
+    _vnUnsigned256 c1 = roundedQuotient_var(k, kG1);
+    _vnUnsigned256 c2 = roundedQuotient_var(k, kG2);
+    multiplyModOrderMont(c1, kMinusB1);  // -c1 b1
+    multiplyModOrderMont(c2, kA1);       // c2 b2
+    k2 = subtractModOrder_var(c1, c2);
+    _vnUnsigned256 k2Lambda = k2;
+    multiplyModOrderMont(k2Lambda, kLambda);
+    k1 = subtractModOrder_var(k, k2Lambda);
+    neg1 = toSigned_var(k1);
+    neg2 = toSigned_var(k2);
+    return (k1.words[4] >> 2) == 0 && k1.words[5] == 0 && k1.words[6] == 0 && k1.words[7] == 0 &&
+           (k2.words[4] >> 2) == 0 && k2.words[5] == 0 && k2.words[6] == 0 && k2.words[7] == 0;
+}
+
+// acc += d * table (d odd in [-15, 15], or 0 for nothing).
+void addDigit_var(_vnPt64& acc, int d, const _vnPt64 table[kOddMultiples]) {
+    if (d > 0) {
+        pt64::add(acc, acc, table[(d - 1) / 2]);
+    } else if (d < 0) {
+        _vnPt64 neg = table[(-d - 1) / 2];
+        fe64::negate(neg.y, neg.y);
+        pt64::add(acc, acc, neg);
+    }
+}
+
+}  // namespace
+
 void multiplyTwo_var(const _vnUnsigned256& u1, const _vnUnsigned256& u2, const _vnPt64& Q,
                      _vnPt64& out) {
     const _vnUnsigned256& n = _vnCurvePt::m_s_order;
-    _vnUnsigned256 k2 = u2;
-    if (k2 >= n) k2.subtract(n, 1);
-    std::int8_t naf[257];
-    const unsigned len = naf_var(k2, naf);
+    _vnUnsigned256 k = u2;
+    if (k >= n) k.subtract(n, 1);
 
-    _vnPt64 table[kOddMultiples];
-    oddMultiples(Q, table);
-
+    _vnPt64 tableQ[kOddMultiples];
+    oddMultiples(Q, tableQ);
     _vnPt64 acc = pt64::infinity();
-    for (unsigned i = len; i-- > 0;) {
-        if (i + 1 < len) pt64::twice(acc, acc);
-        const int d = naf[i];
-        if (d > 0) {
-            pt64::add(acc, acc, table[(d - 1) / 2]);
-        } else if (d < 0) {
-            _vnPt64 neg = table[(-d - 1) / 2];
-            fe64::negate(neg.y, neg.y);
-            pt64::add(acc, acc, neg);
+
+    _vnUnsigned256 k1, k2;
+    bool neg1 = false, neg2 = false;
+    if (split_var(k, k1, neg1, k2, neg2)) {
+        _vnPt64 tableLambdaQ[kOddMultiples];
+        for (unsigned j = 0; j < kOddMultiples; ++j) {
+            tableLambdaQ[j] = tableQ[j];
+            fe64::mul(tableLambdaQ[j].x, tableLambdaQ[j].x, kBeta);
+            if (neg2) fe64::negate(tableLambdaQ[j].y, tableLambdaQ[j].y);
+            if (neg1) fe64::negate(tableQ[j].y, tableQ[j].y);
+        }
+        std::int8_t naf1[257], naf2[257];
+        const unsigned len1 = naf_var(k1, naf1);
+        const unsigned len2 = naf_var(k2, naf2);
+        const unsigned len = len1 > len2 ? len1 : len2;
+        for (unsigned i = len; i-- > 0;) {
+            if (i + 1 < len) pt64::twice(acc, acc);
+            if (i < len1) addDigit_var(acc, naf1[i], tableQ);
+            if (i < len2) addDigit_var(acc, naf2[i], tableLambdaQ);
+        }
+    } else {
+        std::int8_t naf[257];
+        const unsigned len = naf_var(k, naf);
+        for (unsigned i = len; i-- > 0;) {
+            if (i + 1 < len) pt64::twice(acc, acc);
+            addDigit_var(acc, naf[i], tableQ);
         }
     }
 

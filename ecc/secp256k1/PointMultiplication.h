@@ -17,7 +17,9 @@ namespace vn {
 void multiplyPointOddWindows(const _vnPt64& P, const _vnUnsigned256& k, _vnPt64& out);
 
 // out = u1 * G + u2 * Q in variable time, for public scalars and a public point (signature
-// verification): u1 * G from the generator table, u2 * Q by a width-5 NAF.
+// verification): u1 * G from the generator table; u2 split by the curve's endomorphism into
+// two halves of about 128 bits, each a width-5 NAF over the odd multiples of Q and of
+// lambda Q, sharing one chain of doublings.
 //
 // In:  u1, u2 any 256-bit values; Q on the curve (not the point at infinity).
 // Out: out, projective.
