@@ -7,10 +7,12 @@ namespace vn {
 
 // k * P for a point P of the curve (not the point at infinity), in constant time.
 //
-// k is reduced modulo n and made odd (an even k is replaced by n - k and the result negated
-// through a mask); the odd value is written as 64 signed odd 4-bit digits, so every window
-// adds exactly one of the odd multiples P, 3P, ..., 15P, read by scanning all eight, with the
-// complete formulas. The same work for every k, 0, n and values above n included.
+// k is reduced modulo n and split by the curve's endomorphism into two signed halves below
+// 2^130 (k = k1 + k2 lambda); each half is made odd (adding 1 to an even one, and taking the
+// extra point off at the end through a mask) and written as 33 signed odd 4-bit digits, so
+// every window adds exactly one odd multiple of P and one of lambda P, each read by scanning
+// all eight, with the complete formulas. The same work for every k, 0, n and values above n
+// included.
 //
 // In:  P on the curve; k any 256-bit value.
 // Out: out = k * P in projective form (the point at infinity for k = 0 mod n).
