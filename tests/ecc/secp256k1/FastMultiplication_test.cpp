@@ -35,7 +35,7 @@ _vnCurvePt times(const _vnCurvePt& p, const _vnUnsigned256& k) {
 }
 
 // Every operation on unreduced inputs (anything below 2^256) against the word field.
-TEST(Field4x64, AgreesWithTheWordField) {
+TEST(K1Field4x64, AgreesWithTheWordField) {
     Gen gen(0xf1e1d64);
     for (int i = 0; i < 3000; ++i) {
         const _vnUnsigned256 ua = gen.u256(), ub = gen.u256();
@@ -59,7 +59,7 @@ TEST(Field4x64, AgreesWithTheWordField) {
 
 // The word-sized order arithmetic against the bit-serial routines, and s against the
 // composition the signer used before.
-TEST(OrderMontgomery, AgreesWithTheBitSerialRoutines) {
+TEST(K1OrderMontgomery, AgreesWithTheBitSerialRoutines) {
     Gen gen(0x0de5);
     const _vnUnsigned256 n = U(kN);
     for (int i = 0; i < 400; ++i) {
@@ -105,7 +105,7 @@ const std::vector<_vnUnsigned256>& edgeScalars() {
 
 // The new multiplications against multiplyPt for edge and random scalars: the generator
 // table, the odd-window product on another point, and the two-scalar verification product.
-TEST(FastMultiplication, AgreesWithMultiplyPt) {
+TEST(K1FastMultiplication, AgreesWithMultiplyPt) {
     Gen gen(0x9e17ab1e);
     const _vnCurvePt G = _vnCurvePt::m_s_G;
     const _vnCurvePt Q = times(G, U("5EED0123456789ABCDEF"));
@@ -134,7 +134,7 @@ TEST(FastMultiplication, AgreesWithMultiplyPt) {
 
 // The complete formulas on the cases an incomplete addition gets wrong: the point at
 // infinity on either side, P + P and P + (-P), with P in a scaled projective form.
-TEST(FastMultiplication, CompleteAdditionSpecialCases) {
+TEST(K1FastMultiplication, CompleteAdditionSpecialCases) {
     const _vnCurvePt P = times(_vnCurvePt::m_s_G, U("1234567"));
     const _vnCurvePt twoP = times(P, U("2"));
     _vnPt64 p = pt64::fromCurvePt(P);
