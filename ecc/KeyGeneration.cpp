@@ -71,6 +71,7 @@ bool EccKey::genPubKey(LogBase& log) {
             log.LogError("Private key is larger than 256 bits.");
             return false;
         }
+        ECCKEY_SECRET(&k, sizeof k);
         // Below 2^256 < 2n the only multiples of n are 0 and n, whose product is the point at
         // infinity: no public key, so no private key either (the generic path refuses them too).
         mp_int order;
@@ -79,7 +80,6 @@ bool EccKey::genPubKey(LogBase& log) {
             log.LogError("point multiply failed.");
             return false;
         }
-        ECCKEY_SECRET(&k, sizeof k);
         _vnPt64 product;
         multiplyGenerator(k, product);
         _vnCurvePt Q = pt64::toNormalizedCurvePt(product);
