@@ -141,6 +141,17 @@ _vnCurvePt toNormalizedCurvePt(const _vnPt64& p) {
     return _vnCurvePt(fe64::toField(x), fe64::toField(y), fe64::toField(z));
 }
 
+bool xModOrderEquals_var(const _vnPt64& p, const _vnUnsigned256& r) {
+    if (fe64::isZeroFlag(p.z) != 0) return false;
+    _vnFe64 scaled;
+    fe64::mul(scaled, fe64::fromUnsigned(r), p.z);
+    if (fe64::equalFlag(scaled, p.x) != 0) return true;
+    _vnUnsigned256 rn = r;
+    if (rn.add(_vnCurvePt::m_s_order, 1) != 0 || !(rn < _vnFieldElement::m_Modulus)) return false;
+    fe64::mul(scaled, fe64::fromUnsigned(rn), p.z);
+    return fe64::equalFlag(scaled, p.x) != 0;
+}
+
 bool equal_var(const _vnPt64& a, const _vnPt64& b) {
     const bool aInf = fe64::isZeroFlag(a.z) != 0;
     const bool bInf = fe64::isZeroFlag(b.z) != 0;

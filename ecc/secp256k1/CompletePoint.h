@@ -64,6 +64,13 @@ _vnPt64 fromCurvePt(const _vnCurvePt& p);
 // for the point at infinity. One constant-time inversion.
 _vnCurvePt toNormalizedCurvePt(const _vnPt64& p);
 
+// Whether the affine x of p, reduced modulo n, equals r; variable time, for verification.
+// Without an inversion: X = x Z for x = r, or for x = r + n when that is still below p.
+//
+// In:  p any projective point; r below n.
+// Returns false for the point at infinity (Z = 0), which would otherwise pass X = r Z.
+bool xModOrderEquals_var(const _vnPt64& p, const _vnUnsigned256& r);
+
 // Equality as points (projective cross-products); variable time, for tests and public data.
 bool equal_var(const _vnPt64& a, const _vnPt64& b);
 

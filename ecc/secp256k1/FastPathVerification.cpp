@@ -25,8 +25,6 @@ std::uint32_t inOrderRange(const _vnUnsigned256& v) {
 // variable-time arithmetic are fine.
 bool signatureMatches_var(const _vnUnsigned256& r, const _vnUnsigned256& s, const _vnUnsigned256& e,
                           const _vnCurvePt& Q) {
-    const _vnUnsigned256& n = _vnCurvePt::m_s_order;
-
     // An invalid public point is reported as a non-matching signature, not as a failure: off
     // the curve or the point at infinity. A point of the curve is also in the prime-order
     // group, because the cofactor is 1, so n * Q need not be computed to know it is zero.
@@ -43,19 +41,7 @@ bool signatureMatches_var(const _vnUnsigned256& r, const _vnUnsigned256& s, cons
 
     _vnPt64 P;
     multiplyTwo_var(u1, u2, pt64::fromCurvePt(Q), P);
-
-    // x(P) mod n = r without the inversion: X = x Z for x = r, or for x = r + n when that is
-    // still below p. The point at infinity (Z = 0) would pass X = r Z, so it is refused first.
-    if (fe64::isZeroFlag(P.z) != 0) return false;
-    _vnFe64 candidate = fe64::fromUnsigned(r);
-    _vnFe64 scaled;
-    fe64::mul(scaled, candidate, P.z);
-    if (fe64::equalFlag(scaled, P.x) != 0) return true;
-    _vnUnsigned256 rn = r;
-    if (rn.add(n, 1) != 0 || !(rn < _vnFieldElement::m_Modulus)) return false;
-    candidate = fe64::fromUnsigned(rn);
-    fe64::mul(scaled, candidate, P.z);
-    return fe64::equalFlag(scaled, P.x) != 0;
+    return pt64::xModOrderEquals_var(P, r);
 }
 
 }  // namespace

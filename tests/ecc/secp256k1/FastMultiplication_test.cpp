@@ -162,6 +162,26 @@ TEST(K1FastMultiplication, CompleteAdditionSpecialCases) {
     pt64::twice(r, inf), is(zero, "2 inf");
     pt64::twice(r, p), is(twoP, "2P");
     EXPECT_TRUE(pt64::equal_var(p, pt64::fromCurvePt(P)));
+
+    // The verifier's x mod n = r test on x = r, x = r + n (below p only for r < p - n) and the
+    // point at infinity; x is placed in a scaled projective form, the curve does not matter.
+    const _vnUnsigned256 pMinusN = U("14551231950B75FC4402DA1722FC9BAEE");
+    const struct {
+        _vnUnsigned256 x, r;
+        bool expected;
+    } rows[] = {{U("5"), U("5"), true},
+                {U("5"), U("6"), false},
+                {U(std::string(kN).substr(0, 63) + "6"), U("5"), true},  // n + 5
+                {U(std::string(kN).substr(0, 63) + "6"), U("6"), false},
+                {U("FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFEFFFFFC2E"), U("14551231950B75FC4402DA1722FC9BAED"), true},  // p - 1 = n + (p - n - 1)
+                {pMinusN, pMinusN, true},
+                {U("0"), pMinusN, false}};  // r + n = p, which is 0 in the field but not an x
+    for (const auto& row : rows) {
+        _vnPt64 q = {fe64::fromUnsigned(row.x), fe64::fromUnsigned(U("1")), scale};
+        fe64::mul(q.x, q.x, scale);
+        EXPECT_EQ(pt64::xModOrderEquals_var(q, row.r), row.expected) << hexOf(row.x) << " " << hexOf(row.r);
+    }
+    EXPECT_FALSE(pt64::xModOrderEquals_var(inf, U("1")));
     EXPECT_FALSE(pt64::equal_var(p, minusP));
 }
 
