@@ -10,9 +10,14 @@
 #include <cstring>
 #include <random>
 
+#include "ecc/secp256k1/CompletePoint.h"
 #include "ecc/secp256k1/CurvePt.h"
+#include "ecc/secp256k1/Field4x64.h"
 #include "ecc/secp256k1/FieldElement.h"
+#include "ecc/secp256k1/GeneratorMultiplication.h"
 #include "ecc/secp256k1/OrderArithmetic.h"
+#include "ecc/secp256k1/OrderMontgomery.h"
+#include "ecc/secp256k1/PointMultiplication.h"
 #include "ecc/secp256k1/Unsigned256.h"
 
 #ifdef ECCKEY_HAVE_LIBSECP256K1
@@ -47,6 +52,43 @@ void BM_k1_multiplyPt(benchmark::State& state) {
     }
 }
 BENCHMARK(BM_k1_multiplyPt)->Unit(benchmark::kMicrosecond);
+
+// The products key generation and signing (k * G from the table), key agreement (k * P by
+// odd windows) and verification (u1 * G + u2 * Q, variable time) run, without the key
+// object around them.
+void BM_k1_multiplyGenerator(benchmark::State& state) {
+    const _vnUnsigned256 k = benchScalar();
+    for (auto _ : state) {
+        vn::_vnPt64 r;
+        vn::multiplyGenerator(k, r);
+        benchmark::DoNotOptimize(r);
+    }
+}
+BENCHMARK(BM_k1_multiplyGenerator)->Unit(benchmark::kMicrosecond);
+
+void BM_k1_multiplyPointOddWindows(benchmark::State& state) {
+    const _vnUnsigned256 k = benchScalar();
+    const vn::_vnPt64 p = vn::pt64::fromCurvePt(_vnCurvePt::m_s_G);
+    for (auto _ : state) {
+        vn::_vnPt64 r;
+        vn::multiplyPointOddWindows(p, k, r);
+        benchmark::DoNotOptimize(r);
+    }
+}
+BENCHMARK(BM_k1_multiplyPointOddWindows)->Unit(benchmark::kMicrosecond);
+
+void BM_k1_multiplyTwo_var(benchmark::State& state) {
+    const _vnUnsigned256 k = benchScalar();
+    _vnUnsigned256 k2 = k;
+    vn::multiplyModOrder(k2, k);
+    const vn::_vnPt64 p = vn::pt64::fromCurvePt(_vnCurvePt::m_s_G);
+    for (auto _ : state) {
+        vn::_vnPt64 r;
+        vn::multiplyTwo_var(k, k2, p, r);
+        benchmark::DoNotOptimize(r);
+    }
+}
+BENCHMARK(BM_k1_multiplyTwo_var)->Unit(benchmark::kMicrosecond);
 
 void BM_k1_normalizePt(benchmark::State& state) {
     _vnCurvePt p = _vnCurvePt::m_s_G;
@@ -90,6 +132,27 @@ void BM_k1_reciprocalModOrder(benchmark::State& state) {
     }
 }
 BENCHMARK(BM_k1_reciprocalModOrder)->Unit(benchmark::kMicrosecond);
+
+void BM_k1_reciprocalModOrderMont(benchmark::State& state) {
+    const _vnUnsigned256 k = benchScalar();
+    for (auto _ : state) {
+        _vnUnsigned256 v = k;
+        vn::reciprocalModOrderMont(v);
+        benchmark::DoNotOptimize(v);
+    }
+}
+BENCHMARK(BM_k1_reciprocalModOrderMont)->Unit(benchmark::kMicrosecond);
+
+// The four-limb field product of the scalar multiplications.
+void BM_k1_fe64Multiply(benchmark::State& state) {
+    vn::_vnFe64 a = vn::fe64::fromField(_vnCurvePt::m_s_G.x);
+    const vn::_vnFe64 b = vn::fe64::fromField(_vnCurvePt::m_s_G.y);
+    for (auto _ : state) {
+        vn::fe64::mul(a, a, b);
+        benchmark::DoNotOptimize(a);
+    }
+}
+BENCHMARK(BM_k1_fe64Multiply);
 
 void BM_k1_doublePt(benchmark::State& state) {
     _vnCurvePt p = _vnCurvePt::m_s_G;

@@ -1,9 +1,12 @@
 // ECDH key agreement: the x-coordinate of k * Q, fieldBytes wide (SEC 1 ECSVDP-DH).
 
 #include "ecc/EccKey.h"
+#include "ecc/SecretMarking.h"
 #include "ecc/SigningSupport.h"
 #include "ecc/generic/CurveEngine.h"
+#include "ecc/secp256k1/CompletePoint.h"
 #include "ecc/secp256k1/CurvePt.h"
+#include "ecc/secp256k1/PointMultiplication.h"
 #include "ecc/secp256k1/Uint256Conversions.h"
 #include "host/BigNum.h"
 #include "host/SecureWipe.h"
@@ -40,12 +43,18 @@ bool EccKey::sharedSecret(EccKey& pubKey, DataBuffer& secret, LogBase& log) {
             log.LogError("Value is larger than 256 bits.");
             return false;
         }
-        _vnCurvePt P(_vnFieldElement(qx), _vnFieldElement(qy), _vnCurvePt::m_s_fiOne);
-        P.multiplyPt(k);
-        P.normalizePt();
-        uint256_to_mp_int(_vnUnsigned256(P.x), x);
+        ECCKEY_SECRET(&k, sizeof k);
+        const _vnCurvePt P(_vnFieldElement(qx), _vnFieldElement(qy), _vnCurvePt::m_s_fiOne);
+        _vnPt64 product;
+        multiplyPointOddWindows(pt64::fromCurvePt(P), k, product);
+        _vnCurvePt shared = pt64::toNormalizedCurvePt(product);
+        _vnUnsigned256 sharedX(shared.x);
+        ECCKEY_PUBLIC(&sharedX, sizeof sharedX);
+        uint256_to_mp_int(sharedX, x);
         secureWipe(&k, sizeof k);
-        secureWipe(&P, sizeof P);
+        secureWipe(&product, sizeof product);
+        secureWipe(&shared, sizeof shared);
+        secureWipe(&sharedX, sizeof sharedX);
     } else {
         mp_int a;
         if (m_curve.hasA && !BigNum::mp_read_radix(a, m_curve.A.getString(), 16)) {

@@ -7,7 +7,7 @@
 #include "ecc/SigningSupport.h"
 #include "ecc/generic/CurveEngine.h"
 #include "ecc/secp256k1/CurvePt.h"
-#include "ecc/secp256k1/OrderArithmetic.h"
+#include "ecc/secp256k1/OrderMontgomery.h"
 #include "ecc/secp256k1/Uint256Conversions.h"
 #include "host/AsnItem.h"
 #include "host/BigNum.h"
@@ -32,27 +32,20 @@ bool topBitSet(const mp_int& v) {
 // on that curve). e may be any length and is reduced first: it is public.
 bool secp256k1SignatureS(const mp_int& nonce, const mp_int& d, const mp_int& e, const mp_int& r, const mp_int& n,
                          mp_int& s) {
-    _vnUnsigned256 k, dk, t, rr, ee;
+    _vnUnsigned256 k, dk, ee, rr, out;
     mp_int eReduced;
     const bool converted = mp_int_to_uint256(nonce, k) && mp_int_to_uint256(d, dk) &&
                            BigNum::mp_mod(e, n, eReduced) == MP_OKAY && mp_int_to_uint256(eReduced, ee) &&
                            mp_int_to_uint256(r, rr);
     ECCKEY_SECRET(&k, sizeof k);
     ECCKEY_SECRET(&dk, sizeof dk);
-    const _vnUnsigned256& order = _vnCurvePt::m_s_order;
     if (converted) {
-        // Both are below n in practice (a loaded d always, the drawn nonce but for 2^-128 of
-        // draws); the inverse and the order product need it.
-        dk.subtract(order, 1u - dk.lessFlag(order));
+        // The drawn nonce is below n but for 2^-128 of draws; the inverse needs it below.
+        const _vnUnsigned256& order = _vnCurvePt::m_s_order;
         k.subtract(order, 1u - k.lessFlag(order));
-        t = rr;
-        multiplyModOrder(t, dk);
-        const std::uint32_t carry = t.add(ee, 1);
-        t.subtract(order, carry | (1u - t.lessFlag(order)));
-        k.reciprocal(order);
-        multiplyModOrder(t, k);
-        ECCKEY_PUBLIC(&t, sizeof t);
-        uint256_to_mp_int(t, s);
+        signatureS(k, dk, rr, ee, out);
+        ECCKEY_PUBLIC(&out, sizeof out);
+        uint256_to_mp_int(out, s);
     }
     secureWipe(&k, sizeof k);
     secureWipe(&dk, sizeof dk);

@@ -2,8 +2,11 @@
 
 #include "ecc/EccKey.h"
 #include "ecc/KeyLoadGuard.h"
+#include "ecc/SecretMarking.h"
 #include "ecc/generic/CurveEngine.h"
+#include "ecc/secp256k1/CompletePoint.h"
 #include "ecc/secp256k1/CurvePt.h"
+#include "ecc/secp256k1/GeneratorMultiplication.h"
 #include "ecc/secp256k1/Uint256Conversions.h"
 #include "host/BigNum.h"
 #include "host/SecureWipe.h"
@@ -68,6 +71,7 @@ bool EccKey::genPubKey(LogBase& log) {
             log.LogError("Private key is larger than 256 bits.");
             return false;
         }
+        ECCKEY_SECRET(&k, sizeof k);
         // Below 2^256 < 2n the only multiples of n are 0 and n, whose product is the point at
         // infinity: no public key, so no private key either (the generic path refuses them too).
         mp_int order;
@@ -76,10 +80,12 @@ bool EccKey::genPubKey(LogBase& log) {
             log.LogError("point multiply failed.");
             return false;
         }
-        _vnCurvePt Q = _vnCurvePt::m_s_G;
-        Q.multiplyPt(k);
-        Q.normalizePt();
+        _vnPt64 product;
+        multiplyGenerator(k, product);
+        _vnCurvePt Q = pt64::toNormalizedCurvePt(product);
         secureWipe(&k, sizeof k);
+        secureWipe(&product, sizeof product);
+        ECCKEY_PUBLIC(&Q, sizeof Q);
         uint256_to_mp_int(_vnUnsigned256(Q.x), m_pubPoint.x);
         uint256_to_mp_int(_vnUnsigned256(Q.y), m_pubPoint.y);
         uint256_to_mp_int(_vnUnsigned256(Q.z), m_pubPoint.z);

@@ -3,8 +3,11 @@
 #include <cstdint>
 
 #include "ecc/EccKey.h"
+#include "ecc/SecretMarking.h"
+#include "ecc/secp256k1/CompletePoint.h"
 #include "ecc/secp256k1/CurvePt.h"
-#include "ecc/secp256k1/OrderArithmetic.h"
+#include "ecc/secp256k1/GeneratorMultiplication.h"
+#include "ecc/secp256k1/OrderMontgomery.h"
 #include "ecc/secp256k1/Uint256Conversions.h"
 #include "host/AsnItem.h"
 #include "host/BigNum.h"
@@ -53,12 +56,8 @@ bool EccKey::eccSignHashK(const unsigned char* hash, unsigned int inlen, _vnPrng
 
     _vnUnsigned256 d;
     _vnUnsigned256 k;
-    _vnUnsigned256 kInv;
-    _vnUnsigned256 t;  // r*d + e: together with r and e it gives d away
     StackWipe wipeD(&d, sizeof d);
     StackWipe wipeK(&k, sizeof k);
-    StackWipe wipeKInv(&kInv, sizeof kInv);
-    StackWipe wipeT(&t, sizeof t);
 
     // Signing with the low 256 bits of a wider scalar would produce signatures for a key
     // other than the one the caller holds, so such a key is refused outright.
@@ -66,6 +65,7 @@ bool EccKey::eccSignHashK(const unsigned char* hash, unsigned int inlen, _vnPrng
         log.LogError("Private key is wider than 256 bits; it is not a secp256k1 scalar.");
         return false;
     }
+    ECCKEY_SECRET(&d, sizeof d);
     const _vnUnsigned256 e(hash);
 
     DataBuffer random;
@@ -88,29 +88,24 @@ bool EccKey::eccSignHashK(const unsigned char* hash, unsigned int inlen, _vnPrng
                          static_cast<std::uint32_t>(b[4 * w + 3]) << 24;
         }
         random.clear();
+        ECCKEY_SECRET(&k, sizeof k);
         // Rejection rather than reduction keeps k uniform in [1, n-1]; a rejected draw is
-        // discarded, so branching on it reveals nothing about the nonce actually used.
-        if (k.isZeroFlag() != 0 || k.lessFlag(n) == 0) continue;
+        // discarded, so the verdict (and only the verdict) may be public and branched on.
+        std::uint32_t rejected = k.isZeroFlag() | (1u ^ k.lessFlag(n));
+        ECCKEY_PUBLIC(&rejected, sizeof rejected);
+        if (rejected != 0) continue;
 
-        _vnCurvePt R = _vnCurvePt::m_s_G;
-        R.multiplyPt(k);
-        R.normalizePt();
+        _vnPt64 product;
+        multiplyGenerator(k, product);
+        _vnCurvePt R = pt64::toNormalizedCurvePt(product);
+        secureWipe(&product, sizeof product);
         r = _vnUnsigned256(R.x);
         reduceOnceModOrder(r, 0);
+        ECCKEY_PUBLIC(&r, sizeof r);
         if (r.isZeroFlag() != 0) continue;
 
-        t = r;
-        multiplyModOrder(t, d);
-        const std::uint32_t carry = t.add(e, 1);
-        reduceOnceModOrder(t, carry);
-        // e is used unreduced, so when both t and e sit near the top of their ranges a
-        // single subtraction can leave t in [n, 2^256); multiplyModOrder needs t below n.
-        reduceOnceModOrder(t, 0);
-
-        kInv = k;
-        kInv.reciprocal(n);
-        s = t;
-        multiplyModOrder(s, kInv);
+        signatureS(k, d, r, e, s);
+        ECCKEY_PUBLIC(&s, sizeof s);
         if (s.isZeroFlag() != 0) continue;
 
         // Low-s: of s and n - s keep the smaller, chosen through a mask.

@@ -4,8 +4,10 @@
 
 #include "ecc/EccKey.h"
 #include "ecc/SignatureDecoding.h"
+#include "ecc/secp256k1/CompletePoint.h"
 #include "ecc/secp256k1/CurvePt.h"
-#include "ecc/secp256k1/OrderArithmetic.h"
+#include "ecc/secp256k1/PointMultiplication.h"
+#include "ecc/secp256k1/OrderMontgomery.h"
 #include "ecc/secp256k1/Uint256Conversions.h"
 
 namespace vn {
@@ -19,36 +21,27 @@ std::uint32_t inOrderRange(const _vnUnsigned256& v) {
     return (1u - v.isZeroFlag()) & v.lessFlag(_vnCurvePt::m_s_order);
 }
 
-// Everything here is public (signature, digest, public point), so plain branches are fine.
-bool signatureMatches(const _vnUnsigned256& r, const _vnUnsigned256& s, const _vnUnsigned256& e,
-                      const _vnCurvePt& Q) {
-    const _vnUnsigned256& n = _vnCurvePt::m_s_order;
-
-    // An invalid public point is reported as a non-matching signature, not as a failure:
-    // off the curve, the point at infinity, or outside the prime-order group.
-    _vnCurvePt nQ = Q;
-    nQ.multiplyPt(n);
-    if (inOrderRange(r) == 0 || inOrderRange(s) == 0 || Q.isZero() || !Q.isOnCurve() || !nQ.isZero()) {
+// Everything here is public (signature, digest, public point), so plain branches and
+// variable-time arithmetic are fine.
+bool signatureMatches_var(const _vnUnsigned256& r, const _vnUnsigned256& s, const _vnUnsigned256& e,
+                          const _vnCurvePt& Q) {
+    // An invalid public point is reported as a non-matching signature, not as a failure: off
+    // the curve or the point at infinity. A point of the curve is also in the prime-order
+    // group, because the cofactor is 1, so n * Q need not be computed to know it is zero.
+    if (inOrderRange(r) == 0 || inOrderRange(s) == 0 || Q.isZero() || !Q.isOnCurve()) {
         return false;
     }
 
     _vnUnsigned256 w = s;
-    w.reciprocal(n);
+    reciprocalModOrderMont(w);
     _vnUnsigned256 u1 = w;
-    multiplyModOrder(u1, e);
+    multiplyModOrderMont(u1, e);
     _vnUnsigned256 u2 = w;
-    multiplyModOrder(u2, r);
+    multiplyModOrderMont(u2, r);
 
-    _vnCurvePt P = _vnCurvePt::m_s_G;
-    P.multiplyPt(u1);
-    _vnCurvePt P2 = Q;
-    P2.multiplyPt(u2);
-    P.addPt(P2);
-    P.normalizePt();
-    // The zero point normalises to x = 0, which never equals an r that passed the range test.
-    _vnUnsigned256 x(P.x);
-    x.subtract(n, 1u - x.lessFlag(n));
-    return x == r;
+    _vnPt64 P;
+    multiplyTwo_var(u1, u2, pt64::fromCurvePt(Q), P);
+    return pt64::xModOrderEquals_var(P, r);
 }
 
 }  // namespace
@@ -84,7 +77,7 @@ bool EccKey::eccVerifyHashK(const unsigned char* sig, unsigned int siglen, bool 
 
     const _vnUnsigned256 e(hash);
     const _vnCurvePt Q(_vnFieldElement(qx), _vnFieldElement(qy), _vnCurvePt::m_s_fiOne);
-    const bool valid = signatureMatches(r, s, e, Q);
+    const bool valid = signatureMatches_var(r, s, e, Q);
 
     sigValid = valid;
     log.LogDataLong("sigValid", valid ? 1 : 0);

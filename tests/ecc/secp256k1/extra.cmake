@@ -19,7 +19,10 @@ else()
   set(k1_engine ${PROJECT_SOURCE_DIR}/ecc/secp256k1)
   add_executable(secp256k1_ct_check ${CMAKE_CURRENT_LIST_DIR}/ct/ConstantTimeCheck.cpp
     ${k1_engine}/Unsigned256.cpp ${k1_engine}/FieldElement.cpp ${k1_engine}/CurvePt.cpp
-    ${k1_engine}/EngineConstants.cpp ${k1_engine}/OrderArithmetic.cpp)
+    ${k1_engine}/EngineConstants.cpp ${k1_engine}/OrderArithmetic.cpp
+    ${k1_engine}/Field4x64.cpp ${k1_engine}/CompletePoint.cpp
+    ${k1_engine}/GeneratorMultiplication.cpp ${k1_engine}/PointMultiplication.cpp
+    ${k1_engine}/OrderMontgomery.cpp ${PROJECT_SOURCE_DIR}/host/SecureWipe.cpp)
   target_include_directories(secp256k1_ct_check PRIVATE ${PROJECT_SOURCE_DIR}
     ${ECCKEY_VALGRIND_INCLUDE_DIR})
   target_link_libraries(secp256k1_ct_check PRIVATE ecckey_build_flags)

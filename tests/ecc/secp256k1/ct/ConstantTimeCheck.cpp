@@ -13,9 +13,13 @@
 #include <cstdio>
 #include <cstring>
 
+#include "ecc/secp256k1/CompletePoint.h"
 #include "ecc/secp256k1/CurvePt.h"
 #include "ecc/secp256k1/FieldElement.h"
+#include "ecc/secp256k1/GeneratorMultiplication.h"
 #include "ecc/secp256k1/OrderArithmetic.h"
+#include "ecc/secp256k1/OrderMontgomery.h"
+#include "ecc/secp256k1/PointMultiplication.h"
 #include "ecc/secp256k1/Unsigned256.h"
 
 namespace {
@@ -49,6 +53,8 @@ const _vnUnsigned256 kScalars[] = {
     _vnUnsigned256("C0FFEE0123456789ABCDEF0011223344556677889900AABBCCDDEEFF10203040"),
     _vnUnsigned256("0000000000000000000000000000000000000000000000000000000000000000"),
     _vnUnsigned256("FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFEBAAEDCE6AF48A03BBFD25E8CD0364141"),
+    _vnUnsigned256("FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFF"),
+    _vnUnsigned256("0000000000000000000000000000000000000000000000000000000000000008"),
 };
 
 // Scalar multiplication and normalization, with the scalar secret; the second round also
@@ -69,6 +75,21 @@ void checkPoints() {
             unsigned char compressed[33];
             p.toCompressedPoint(compressed);
             expectSame(p, expected, "multiplyPt / normalizePt");
+        }
+
+        // The table-driven product of key generation and signing, and the odd-window
+        // product of key agreement (with the peer's point secret as well in the second round).
+        _vnUnsigned256 sk = k;
+        makeSecret(sk);
+        vn::_vnPt64 fixedBase;
+        vn::multiplyGenerator(sk, fixedBase);
+        expectSame(vn::pt64::toNormalizedCurvePt(fixedBase), expected, "multiplyGenerator");
+        for (int secretBase = 0; secretBase < 2; ++secretBase) {
+            vn::_vnPt64 base = vn::pt64::fromCurvePt(_vnCurvePt::m_s_G);
+            if (secretBase != 0) makeSecret(base);
+            vn::_vnPt64 product;
+            vn::multiplyPointOddWindows(base, sk, product);
+            expectSame(vn::pt64::toNormalizedCurvePt(product), expected, "multiplyPointOddWindows");
         }
     }
 }
@@ -132,6 +153,19 @@ void checkIntegers() {
     vn::multiplyModOrder(ex, ex);
     vn::multiplyModOrder(sx, sx);
     expectSame(sx, ex, "multiplyModOrder squaring");
+
+    // The signer's inverse and s, with nonce and key secret.
+    const _vnUnsigned256 r0("1A2B3C4D5E6F708192A3B4C5D6E7F8091A2B3C4D5E6F708192A3B4C5D6E7F809");
+    _vnUnsigned256 k = x0, d = y0, expectedS, s2;
+    vn::signatureS(x0, y0, r0, y0, expectedS);
+    makeSecret(k);
+    makeSecret(d);
+    vn::signatureS(k, d, r0, y0, s2);
+    expectSame(s2, expectedS, "signatureS");
+    _vnUnsigned256 inv = x0;
+    makeSecret(inv);
+    vn::reciprocalModOrderMont(inv);
+    expectSame(inv, e, "reciprocalModOrderMont");
 }
 
 }  // namespace
