@@ -36,16 +36,47 @@ inline Word loadBigEndian(const unsigned char* p) {
     return v;
 }
 
-// One round: d and h are the two variables it changes; the caller renames the rest.
+// One round: d and h are the two variables it changes; the caller renames the rest. The sums
+// are grouped for the two recurrences, e to e and a to a: what does not wait on the sigma of
+// the round (h + kw and the choice; the majority, whose b | c and b & c are a round old) is
+// summed first, so each sigma is followed by a single addition.
 template <typename P>
 inline void round(typename P::Word a, typename P::Word b, typename P::Word c, typename P::Word& d,
                   typename P::Word e, typename P::Word f, typename P::Word g, typename P::Word& h,
                   typename P::Word kw) {
     using Word = typename P::Word;
-    const Word t1 = h + (rotr(e, P::e1a) ^ rotr(e, P::e1b) ^ rotr(e, P::e1c)) + static_cast<Word>(g ^ (e & (f ^ g))) + kw;
-    const Word t2 = (rotr(a, P::a0a) ^ rotr(a, P::a0b) ^ rotr(a, P::a0c)) + static_cast<Word>((a & b) | (c & (a | b)));
-    d += t1;
-    h = t1 + t2;
+    const Word x = static_cast<Word>(static_cast<Word>(h + kw) + static_cast<Word>(g ^ (e & (f ^ g))));
+    const Word s1 = static_cast<Word>(rotr(e, P::e1a) ^ rotr(e, P::e1b) ^ rotr(e, P::e1c));
+    const Word s0 = static_cast<Word>(rotr(a, P::a0a) ^ rotr(a, P::a0b) ^ rotr(a, P::a0c));
+    const Word t1 = static_cast<Word>(x + s1);
+    d = static_cast<Word>(static_cast<Word>(d + x) + s1);
+    h = static_cast<Word>(static_cast<Word>(t1 + static_cast<Word>((a & (b | c)) | (b & c))) + s0);
+}
+
+// The rounds of one block on its schedule, already added to the round constants, read as
+// kw[t * stride]: for a schedule worked out for several blocks at once, interleaved.
+template <typename P>
+inline void roundsOnSchedule(typename P::Word h[8], const typename P::Word* kw, std::size_t stride) {
+    using Word = typename P::Word;
+    Word a = h[0], b = h[1], c = h[2], d = h[3], e = h[4], f = h[5], g = h[6], hh = h[7];
+    for (unsigned j = 0; j < P::kRounds; j += 8, kw += 8 * stride) {
+        round<P>(a, b, c, d, e, f, g, hh, kw[0]);
+        round<P>(hh, a, b, c, d, e, f, g, kw[stride]);
+        round<P>(g, hh, a, b, c, d, e, f, kw[2 * stride]);
+        round<P>(f, g, hh, a, b, c, d, e, kw[3 * stride]);
+        round<P>(e, f, g, hh, a, b, c, d, kw[4 * stride]);
+        round<P>(d, e, f, g, hh, a, b, c, kw[5 * stride]);
+        round<P>(c, d, e, f, g, hh, a, b, kw[6 * stride]);
+        round<P>(b, c, d, e, f, g, hh, a, kw[7 * stride]);
+    }
+    h[0] += a;
+    h[1] += b;
+    h[2] += c;
+    h[3] += d;
+    h[4] += e;
+    h[5] += f;
+    h[6] += g;
+    h[7] += hh;
 }
 
 // Folds count blocks of 16 words into h.
