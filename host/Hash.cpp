@@ -58,8 +58,7 @@ void _vnHash::wipe() {
 
 bool _vnHash::start(int hashId) {
     wipe();
-    const bool hw = g_allowHardware.load();
-    const bool shaNi = hw && hashfn::shaNiAvailable();
+    const bool shaNi = g_allowHardware.load() && hashfn::shaNiAvailable();
     m_blockSize = 64;
     switch (hashId) {
         case MD5:
@@ -78,8 +77,7 @@ bool _vnHash::start(int hashId) {
         case SHA384:
         case SHA512:
             std::memcpy(m_state.w64, hashId == SHA384 ? kInit384 : kInit512, sizeof kInit512);
-            m_blocks = hw && hashfn::avx2Available() ? words64<hashfn::sha512BlocksAvx2>
-                                                     : words64<hashfn::sha512Blocks>;
+            m_blocks = words64<hashfn::sha512Blocks>;
             m_blockSize = 128;
             break;
         default:

@@ -18,12 +18,11 @@ public:
     // Digest size in bytes, 0 for an unknown identifier.
     static unsigned int digestLength(int hashId);
 
-    // Whether SHA-1 and SHA-256 may use the processor's SHA extensions and SHA-384/512 its
-    // AVX2 and BMI2 instructions, where it has them (the default: yes). Off, every digest takes
-    // the portable route; tests turn it off to keep that route exercised. It applies to digests
-    // started afterwards; set it before starting threads that hash.
+    // Whether SHA-1 and SHA-224/256 may use the processor's SHA extensions where it has them
+    // (the default: yes). Off, every digest takes the portable route; tests turn it off to keep
+    // that route exercised. It applies to digests started afterwards.
     static void allowHardware(bool allowed);
-    // Whether the SHA-256 digest would take an instruction-set route now: allowed and present.
+    // Whether SHA-1 and SHA-224/256 would take the SHA extensions now: allowed and present.
     static bool hardwareInUse();
 
     _vnHash();

@@ -21,16 +21,14 @@ void sha1Blocks(std::uint32_t h[5], const unsigned char* blocks, std::size_t cou
 void sha256Blocks(std::uint32_t h[8], const unsigned char* blocks, std::size_t count);
 void sha512Blocks(std::uint64_t h[8], const unsigned char* blocks, std::size_t count);
 
-// The SHA-extension routes (defined where the compiler can target x86-64; elsewhere the
-// *Available functions say false and these are never called).
+// The SHA-extension routes (defined where the compiler can target x86-64; elsewhere
+// shaNiAvailable says false and these are never called).
 void sha1BlocksShaNi(std::uint32_t h[5], const unsigned char* blocks, std::size_t count);
 void sha256BlocksShaNi(std::uint32_t h[8], const unsigned char* blocks, std::size_t count);
-// SHA-512 with the message schedule in AVX2 and the rounds' rotations by RORX (BMI2).
-void sha512BlocksAvx2(std::uint64_t h[8], const unsigned char* blocks, std::size_t count);
 
-// What the processor offers, asked of CPUID once per process.
-bool shaNiAvailable();  // SHA, SSSE3 and SSE4.1
-bool avx2Available();   // AVX2 and BMI2, with the OS saving the YMM registers
+// Whether the processor has the SHA extensions (with SSSE3 and SSE4.1), asked of CPUID once
+// per process.
+bool shaNiAvailable();
 
 extern const std::uint32_t kSha256K[64];
 extern const std::uint64_t kSha512K[80];

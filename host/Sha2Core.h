@@ -8,10 +8,6 @@
 // The eight working variables never move: each round is written with its arguments renamed
 // instead, and the schedule is a 16-word window refilled in place, so the compiler can keep
 // the state in registers. Internal to the host library.
-//
-// Everything here has internal linkage on purpose: one file compiles it again for AVX2 and
-// BMI2, and an instantiation shared between the two could leave the linker free to pick the
-// one with instructions the processor lacks.
 
 #include <cstddef>
 #include <cstdint>
@@ -21,7 +17,6 @@
 
 namespace vn {
 namespace hashfn {
-namespace {
 namespace sha2 {
 
 template <typename Word>
@@ -36,10 +31,21 @@ inline Word loadBigEndian(const unsigned char* p) {
     return v;
 }
 
+// Stops the compiler from regrouping a sum through v (it would otherwise put the sigmas back
+// at the start of the chain). Costs no instruction.
+template <typename Word>
+inline void keepGrouping(Word& v) {
+#if defined(__GNUC__)
+    __asm__("" : "+r"(v));
+#else
+    (void)v;
+#endif
+}
+
 // One round: d and h are the two variables it changes; the caller renames the rest. The sums
-// are grouped for the two recurrences, e to e and a to a: what does not wait on the sigma of
-// the round (h + kw and the choice; the majority, whose b | c and b & c are a round old) is
-// summed first, so each sigma is followed by a single addition.
+// are grouped for the two recurrences, e to e and a to a, so that each sigma (three levels of
+// logic) is followed by a single addition: d + h + kw + choice and h + kw + choice + S1 +
+// majority are summed while the sigmas are still being worked out.
 template <typename P>
 inline void round(typename P::Word a, typename P::Word b, typename P::Word c, typename P::Word& d,
                   typename P::Word e, typename P::Word f, typename P::Word g, typename P::Word& h,
@@ -48,35 +54,13 @@ inline void round(typename P::Word a, typename P::Word b, typename P::Word c, ty
     const Word x = static_cast<Word>(static_cast<Word>(h + kw) + static_cast<Word>(g ^ (e & (f ^ g))));
     const Word s1 = static_cast<Word>(rotr(e, P::e1a) ^ rotr(e, P::e1b) ^ rotr(e, P::e1c));
     const Word s0 = static_cast<Word>(rotr(a, P::a0a) ^ rotr(a, P::a0b) ^ rotr(a, P::a0c));
-    const Word t1 = static_cast<Word>(x + s1);
-    d = static_cast<Word>(static_cast<Word>(d + x) + s1);
-    h = static_cast<Word>(static_cast<Word>(t1 + static_cast<Word>((a & (b | c)) | (b & c))) + s0);
-}
-
-// The rounds of one block on its schedule, already added to the round constants, read as
-// kw[t * stride]: for a schedule worked out for several blocks at once, interleaved.
-template <typename P>
-inline void roundsOnSchedule(typename P::Word h[8], const typename P::Word* kw, std::size_t stride) {
-    using Word = typename P::Word;
-    Word a = h[0], b = h[1], c = h[2], d = h[3], e = h[4], f = h[5], g = h[6], hh = h[7];
-    for (unsigned j = 0; j < P::kRounds; j += 8, kw += 8 * stride) {
-        round<P>(a, b, c, d, e, f, g, hh, kw[0]);
-        round<P>(hh, a, b, c, d, e, f, g, kw[stride]);
-        round<P>(g, hh, a, b, c, d, e, f, kw[2 * stride]);
-        round<P>(f, g, hh, a, b, c, d, e, kw[3 * stride]);
-        round<P>(e, f, g, hh, a, b, c, d, kw[4 * stride]);
-        round<P>(d, e, f, g, hh, a, b, c, kw[5 * stride]);
-        round<P>(c, d, e, f, g, hh, a, b, kw[6 * stride]);
-        round<P>(b, c, d, e, f, g, hh, a, kw[7 * stride]);
-    }
-    h[0] += a;
-    h[1] += b;
-    h[2] += c;
-    h[3] += d;
-    h[4] += e;
-    h[5] += f;
-    h[6] += g;
-    h[7] += hh;
+    const Word maj = static_cast<Word>((a & (b | c)) | (b & c));
+    Word dx = static_cast<Word>(d + x);
+    Word tm = static_cast<Word>(static_cast<Word>(x + s1) + maj);
+    keepGrouping(dx);
+    keepGrouping(tm);
+    d = static_cast<Word>(dx + s1);
+    h = static_cast<Word>(tm + s0);
 }
 
 // Folds count blocks of 16 words into h.
@@ -88,7 +72,7 @@ void blocks(typename P::Word h[8], const unsigned char* p, std::size_t count) {
     for (; count > 0; --count, p += kBlock) {
         for (unsigned i = 0; i < 16; ++i) w[i] = loadBigEndian<Word>(p + i * sizeof(Word));
         Word a = h[0], b = h[1], c = h[2], d = h[3], e = h[4], f = h[5], g = h[6], hh = h[7];
-        for (unsigned j = 0; j < P::kRounds; j += 16) {
+            for (unsigned j = 0; j < P::kRounds; j += 16) {
             if (j != 0) {
                 for (unsigned i = 0; i < 16; ++i) {
                     const Word x = w[(i + 1) & 15], y = w[(i + 14) & 15];
@@ -144,6 +128,5 @@ struct Sha512Params {
 };
 
 }  // namespace sha2
-}  // namespace
 }  // namespace hashfn
 }  // namespace vn
