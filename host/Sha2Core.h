@@ -72,7 +72,7 @@ void blocks(typename P::Word h[8], const unsigned char* p, std::size_t count) {
     for (; count > 0; --count, p += kBlock) {
         for (unsigned i = 0; i < 16; ++i) w[i] = loadBigEndian<Word>(p + i * sizeof(Word));
         Word a = h[0], b = h[1], c = h[2], d = h[3], e = h[4], f = h[5], g = h[6], hh = h[7];
-            for (unsigned j = 0; j < P::kRounds; j += 16) {
+        for (unsigned j = 0; j < P::kRounds; j += 16) {
             if (j != 0) {
                 for (unsigned i = 0; i < 16; ++i) {
                     const Word x = w[(i + 1) & 15], y = w[(i + 14) & 15];
