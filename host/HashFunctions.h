@@ -1,7 +1,10 @@
 #pragma once
-// The digest algorithms behind _vnHash, one call per message. Internal to the host library.
+// The compression functions behind _vnHash, one per algorithm and instruction-set route. Each
+// folds count whole blocks (64 bytes, 128 for SHA-384/512) into the chaining state; padding
+// and partial blocks are _vnHash's. Internal to the host library.
 
 #include <cstddef>
+#include <cstdint>
 
 namespace vn {
 namespace hashfn {
@@ -13,22 +16,22 @@ constexpr unsigned kSha256Len = 32;
 constexpr unsigned kSha384Len = 48;
 constexpr unsigned kSha512Len = 64;
 
-// Each writes the digest of len bytes at data (which may be null when len is 0) into out,
-// which must hold the digest's length.
-void md5(const unsigned char* data, std::size_t len, unsigned char* out);
-void sha1(const unsigned char* data, std::size_t len, unsigned char* out);
-void sha224(const unsigned char* data, std::size_t len, unsigned char* out);
-void sha256(const unsigned char* data, std::size_t len, unsigned char* out);
-void sha384(const unsigned char* data, std::size_t len, unsigned char* out);
-void sha512(const unsigned char* data, std::size_t len, unsigned char* out);
+void md5Blocks(std::uint32_t h[4], const unsigned char* blocks, std::size_t count);
+void sha1Blocks(std::uint32_t h[5], const unsigned char* blocks, std::size_t count);
+void sha256Blocks(std::uint32_t h[8], const unsigned char* blocks, std::size_t count);
+void sha512Blocks(std::uint64_t h[8], const unsigned char* blocks, std::size_t count);
 
-// Padding shared by the Merkle-Damgard digests: copies the tail of the message (fewer than
-// blockSize bytes), the 0x80 marker, zeros and the bit length into tail, and returns the
-// number of tail bytes (one or two blocks). lengthBytes is 8 or 16; bigEndian selects the
-// length's byte order (MD5 is the little-endian one).
-std::size_t padTail(const unsigned char* rest, std::size_t restLen, std::size_t totalLen,
-                    std::size_t blockSize, std::size_t lengthBytes, bool bigEndian,
-                    unsigned char* tail);
+// The SHA-extension routes (defined where the compiler can target x86-64; elsewhere
+// shaNiAvailable says false and these are never called).
+void sha1BlocksShaNi(std::uint32_t h[5], const unsigned char* blocks, std::size_t count);
+void sha256BlocksShaNi(std::uint32_t h[8], const unsigned char* blocks, std::size_t count);
+
+// Whether the processor has the SHA extensions (with SSSE3 and SSE4.1), asked of CPUID once
+// per process.
+bool shaNiAvailable();
+
+extern const std::uint32_t kSha256K[64];
+extern const std::uint64_t kSha512K[80];
 
 }  // namespace hashfn
 }  // namespace vn

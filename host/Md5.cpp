@@ -69,22 +69,11 @@ void compress(std::uint32_t h[4], const unsigned char* block, std::uint32_t x[16
 
 }  // namespace
 
-void md5(const unsigned char* data, std::size_t len, unsigned char* out) {
-    static const unsigned char kNothing[1] = {0};
-    if (data == nullptr) data = kNothing;
-    std::uint32_t h[4] = {0x67452301, 0xefcdab89, 0x98badcfe, 0x10325476};
+void md5Blocks(std::uint32_t h[4], const unsigned char* blocks, std::size_t count) {
     std::uint32_t x[16];
-    unsigned char tail[2 * kBlock];
-    const std::size_t full = len / kBlock;
-    for (std::size_t i = 0; i < full; ++i) compress(h, data + i * kBlock, x);
-    const std::size_t tailLen =
-        padTail(data + full * kBlock, len - full * kBlock, len, kBlock, 8, false, tail);
-    for (std::size_t off = 0; off < tailLen; off += kBlock) compress(h, tail + off, x);
-    for (unsigned i = 0; i < kMd5Len; ++i) out[i] = static_cast<unsigned char>(h[i / 4] >> (8 * (i % 4)));
+    for (std::size_t i = 0; i < count; ++i) compress(h, blocks + i * kBlock, x);
     // The fingerprinted data is public, but the routine should not care who calls it.
-    secureWipe(h, sizeof h);
     secureWipe(x, sizeof x);
-    secureWipe(tail, sizeof tail);
 }
 
 }  // namespace hashfn

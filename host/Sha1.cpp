@@ -1,4 +1,4 @@
-// SHA-1 (FIPS 180-4).
+// SHA-1 (FIPS 180-4), the portable route.
 
 #include <cstdint>
 
@@ -53,24 +53,11 @@ void compress(std::uint32_t h[5], const unsigned char* block, std::uint32_t w[80
 
 }  // namespace
 
-void sha1(const unsigned char* data, std::size_t len, unsigned char* out) {
-    static const unsigned char kNothing[1] = {0};
-    if (data == nullptr) data = kNothing;
-    std::uint32_t h[5] = {0x67452301, 0xefcdab89, 0x98badcfe, 0x10325476, 0xc3d2e1f0};
+void sha1Blocks(std::uint32_t h[5], const unsigned char* blocks, std::size_t count) {
     std::uint32_t w[80];
-    unsigned char tail[2 * kBlock];
-    const std::size_t full = len / kBlock;
-    for (std::size_t i = 0; i < full; ++i) compress(h, data + i * kBlock, w);
-    const std::size_t tailLen =
-        padTail(data + full * kBlock, len - full * kBlock, len, kBlock, 8, true, tail);
-    for (std::size_t off = 0; off < tailLen; off += kBlock) compress(h, tail + off, w);
-    for (unsigned i = 0; i < kSha1Len; ++i) {
-        out[i] = static_cast<unsigned char>(h[i / 4] >> (24 - 8 * (i % 4)));
-    }
+    for (std::size_t i = 0; i < count; ++i) compress(h, blocks + i * kBlock, w);
     // The message may have been a secret; leave none of it behind on the stack.
-    secureWipe(h, sizeof h);
     secureWipe(w, sizeof w);
-    secureWipe(tail, sizeof tail);
 }
 
 }  // namespace hashfn

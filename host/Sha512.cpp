@@ -1,4 +1,4 @@
-// SHA-384 and SHA-512 (FIPS 180-4).
+// SHA-384 and SHA-512 (FIPS 180-4): the round constants and the portable route.
 
 #include <cstdint>
 
@@ -8,9 +8,7 @@
 namespace vn {
 namespace hashfn {
 
-namespace {
-
-constexpr std::uint64_t kRoundConstants[80] = {
+const std::uint64_t kSha512K[80] = {
     0x428a2f98d728ae22, 0x7137449123ef65cd, 0xb5c0fbcfec4d3b2f, 0xe9b5dba58189dbbc, 0x3956c25bf348b538,
     0x59f111f1b605d019, 0x923f82a4af194f9b, 0xab1c5ed5da6d8118, 0xd807aa98a3030242, 0x12835b0145706fbe,
     0x243185be4ee4b28c, 0x550c7dc3d5ffb4e2, 0x72be5d74f27b896f, 0x80deb1fe3b1696b1, 0x9bdc06a725c71235,
@@ -29,29 +27,8 @@ constexpr std::uint64_t kRoundConstants[80] = {
     0x431d67c49c100d4c, 0x4cc5d4becb3e42b6, 0x597f299cfc657e2a, 0x5fcb6fab3ad6faec, 0x6c44198c4a475817,
 };
 
-constexpr std::uint64_t kInit384[8] = {0xcbbb9d5dc1059ed8, 0x629a292a367cd507, 0x9159015a3070dd17,
-                                       0x152fecd8f70e5939, 0x67332667ffc00b31, 0x8eb44a8768581511,
-                                       0xdb0c2e0d64f98fa7, 0x47b5481dbefa4fa4};
-constexpr std::uint64_t kInit512[8] = {0x6a09e667f3bcc908, 0xbb67ae8584caa73b, 0x3c6ef372fe94f82b,
-                                       0xa54ff53a5f1d36f1, 0x510e527fade682d1, 0x9b05688c2b3e6c1f,
-                                       0x1f83d9abfb41bd6b, 0x5be0cd19137e2179};
-
-struct Params {
-    using Word = std::uint64_t;
-    static constexpr unsigned kRounds = 80;
-    static constexpr const Word* K = kRoundConstants;
-    static constexpr unsigned r0a = 1, r0b = 8, r0c = 7, r1a = 19, r1b = 61, r1c = 6;
-    static constexpr unsigned e1a = 14, e1b = 18, e1c = 41, a0a = 28, a0b = 34, a0c = 39;
-};
-
-}  // namespace
-
-void sha384(const unsigned char* data, std::size_t len, unsigned char* out) {
-    sha2::run<Params>(kInit384, data, len, out, kSha384Len);
-}
-
-void sha512(const unsigned char* data, std::size_t len, unsigned char* out) {
-    sha2::run<Params>(kInit512, data, len, out, kSha512Len);
+void sha512Blocks(std::uint64_t h[8], const unsigned char* blocks, std::size_t count) {
+    sha2::blocks<sha2::Sha512Params>(h, blocks, count);
 }
 
 }  // namespace hashfn

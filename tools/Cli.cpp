@@ -4,6 +4,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "host/Hash.h"
+#include "host/SecureWipe.h"
+
 namespace vn {
 namespace cli {
 
@@ -125,6 +128,38 @@ bool readInput(const std::string& path, DataBuffer& out, unsigned maxBytes, std:
     if (!useStdin) std::fclose(f);
     if (!ok) out.clear();
     return ok;
+}
+
+bool digestInput(const std::string& path, int hashId, DataBuffer& digest, std::string& error) {
+    const bool useStdin = path.empty() || path == "-";
+    const std::string name = useStdin ? "standard input" : "'" + path + "'";
+    _vnHash hash;
+    if (!hash.start(hashId)) {
+        error = "unknown hash";
+        return false;
+    }
+    FILE* f = useStdin ? stdin : std::fopen(path.c_str(), "rb");
+    if (f == nullptr) {
+        error = "cannot open '" + path + "': " + std::strerror(errno);
+        return false;
+    }
+    // Big enough that the hash, not the calls, sets the pace; small enough to sit on the stack.
+    unsigned char chunk[1u << 16];
+    bool ok = true;
+    for (;;) {
+        const size_t n = std::fread(chunk, 1, sizeof chunk, f);
+        hash.update(chunk, n);
+        if (n < sizeof chunk) {
+            if (std::ferror(f)) {
+                error = "cannot read " + name;
+                ok = false;
+            }
+            break;
+        }
+    }
+    secureWipe(chunk, sizeof chunk);
+    if (!useStdin) std::fclose(f);
+    return ok && hash.finish(digest);
 }
 
 bool writeOutput(const unsigned char* bytes, unsigned n) {

@@ -38,6 +38,10 @@ int parseNoArguments(const char* command, const char* usage, int argc, char** ar
 // Reads a whole file, or standard input for "-". The buffer is secure: keys pass through
 // here. False with a message when the file cannot be read or is larger than maxBytes.
 bool readInput(const std::string& path, DataBuffer& out, unsigned maxBytes, std::string& error);
+// Hashes a file, or standard input for "-", as it is read in fixed-size pieces, so a message of
+// any size takes the same memory. hashId is one of _vnHash::HashId; digest gets the digest.
+// False with a message when the file cannot be read (or hashId is unknown).
+bool digestInput(const std::string& path, int hashId, DataBuffer& digest, std::string& error);
 // Writes bytes to standard output; false when the write fails.
 bool writeOutput(const unsigned char* bytes, unsigned n);
 bool writeOutput(const std::string& text);

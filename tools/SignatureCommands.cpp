@@ -84,9 +84,8 @@ int prepare(const char* command, const char* usage, bool needsSig, int argc, cha
         std::fprintf(stderr, "ecckey %s: the key and the message cannot both come from standard input\n", command);
         return kBadInput;
     }
-    DataBuffer keyBytes, message;
-    if (!readInput(*args.get("key"), keyBytes, kMaxKeyBytes, error) ||
-        !readInput(messagePath, message, 0xFFFFFFFFu, error)) {
+    DataBuffer keyBytes;
+    if (!readInput(*args.get("key"), keyBytes, kMaxKeyBytes, error)) {
         std::fprintf(stderr, "ecckey %s: %s\n", command, error.c_str());
         return kBadInput;
     }
@@ -96,7 +95,11 @@ int prepare(const char* command, const char* usage, bool needsSig, int argc, cha
                       args.verbose);
         return kBadInput;
     }
-    _vnHash::doHash(message.getData2(), message.getSize(), hashId, digest);
+    // The message is hashed as it is read: its size is the file system's business, not ours.
+    if (!digestInput(messagePath, hashId, digest, error)) {
+        std::fprintf(stderr, "ecckey %s: %s\n", command, error.c_str());
+        return kBadInput;
+    }
     return -1;
 }
 
