@@ -72,7 +72,7 @@ def main():
     units = [f"{c} {to_us(timing[('ecckey', 'fieldmul', c)]) * 1e3:.0f}"
              for c in CURVES if ("ecckey", "fieldmul", c) in timing]
     print()
-    print("One field multiplication (Montgomery product; for secp256k1 the engine's `multiply`), ns: "
+    print("One field multiplication (Montgomery product; for secp256k1 the four-limb field's product), ns: "
           + ", ".join(units) + ".")
 
 
