@@ -81,15 +81,21 @@ void recode(const _vnUnsigned256& k, std::int32_t digits[kRows]) {
     }
 }
 
+// The digits of k folded into [0, n/2]; returns 1 when the product must be negated.
+std::uint32_t signedDigits(const _vnUnsigned256& k, std::int32_t digits[kRows]) {
+    _vnUnsigned256 folded;
+    const std::uint32_t negated = foldScalar(k, folded);
+    recode(folded, digits);
+    secureWipe(&folded, sizeof folded);
+    return negated;
+}
+
 }  // namespace
 
 void multiplyGenerator(const _vnUnsigned256& k, _vnPt64& out) {
     const GeneratorTable& t = table();
-    _vnUnsigned256 folded;
-    const std::uint32_t negated = foldScalar(k, folded);
     std::int32_t digits[kRows];
-    recode(folded, digits);
-
+    const std::uint32_t negated = signedDigits(k, digits);
     _vnPt64 acc = pt64::infinity();
     for (unsigned i = 0; i < kRows; ++i) {
         const std::uint32_t d = static_cast<std::uint32_t>(digits[i]);
@@ -107,16 +113,12 @@ void multiplyGenerator(const _vnUnsigned256& k, _vnPt64& out) {
     pt64::negateIf(acc, negated);
     out = acc;
     secureWipe(digits, sizeof digits);
-    secureWipe(&folded, sizeof folded);
 }
 
 void multiplyGenerator_var(const _vnUnsigned256& k, _vnPt64& out) {
     const GeneratorTable& t = table();
-    _vnUnsigned256 folded;
-    const std::uint32_t negated = foldScalar(k, folded);
     std::int32_t digits[kRows];
-    recode(folded, digits);
-
+    const std::uint32_t negated = signedDigits(k, digits);
     _vnPt64 acc = pt64::infinity();
     for (unsigned i = 0; i < kRows; ++i) {
         if (digits[i] == 0) continue;
