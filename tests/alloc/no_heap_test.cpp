@@ -12,7 +12,11 @@
 #include "ecc/EccKey.h"
 #include "ecc/generic/CurveEngine.h"
 #include "ecc/generic/ScalarMultiplication.h"
+#include "ecc/secp256k1/CompletePoint.h"
 #include "ecc/secp256k1/CurvePt.h"
+#include "ecc/secp256k1/GeneratorMultiplication.h"
+#include "ecc/secp256k1/OrderMontgomery.h"
+#include "ecc/secp256k1/PointMultiplication.h"
 #include "support/openssl_oracle.h"
 
 // The replacements below pair malloc with free on purpose.
@@ -120,6 +124,22 @@ TEST(NoHeap, Secp256k1MultiplyAndNormalize) {
                   p.normalizePt();
               }));
     EXPECT_TRUE(p.isOnCurve());
+}
+
+// The secp256k1 paths every key operation takes, once the generator table exists.
+TEST(NoHeap, Secp256k1FastPaths) {
+    unsigned char bytes[32];
+    for (int i = 0; i < 32; ++i) bytes[i] = static_cast<unsigned char>(0xA5 ^ (3 * i));
+    const _vnUnsigned256 k(bytes), e(bytes + 0);
+    _vnPt64 Q, R;
+    multiplyGenerator(k, Q);  // builds the table
+    _vnUnsigned256 s;
+    EXPECT_EQ(0, allocationsDuring([&] {
+                  multiplyGenerator(k, Q);
+                  multiplyPointOddWindows(Q, k, R);
+                  multiplyTwo_var(k, e, Q, R);
+                  signatureS(k, k, e, e, s);
+              }));
 }
 
 }  // namespace
