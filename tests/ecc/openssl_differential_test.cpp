@@ -45,6 +45,11 @@ private:
 
 BnPtr bn(const unsigned char* p, std::size_t n) { return BnPtr(BN_bin2bn(p, static_cast<int>(n), nullptr), BN_free); }
 BnPtr bn(const Bytes& b) { return bn(b.data(), b.size()); }
+BnPtr bn(const mp_int& v) {
+    BnPtr r = newBn();
+    toBn(v, r.get());
+    return r;
+}
 BnPtr word(BN_ULONG w) {
     BnPtr v = newBn();
     BN_set_word(v.get(), w);
@@ -96,14 +101,9 @@ struct Curve {
     void expectPublicIs(const EccKey& key, const BIGNUM* k) const {
         BnPtr x(nullptr, BN_free), y(nullptr, BN_free);
         ASSERT_TRUE(mul(mod(k).get(), nullptr, x, &y));
-        EXPECT_EQ(hexOf(key.m_pubPoint.x), hexOf(*bnToMp(x.get()))) << "k = " << hex(k);
-        EXPECT_EQ(hexOf(key.m_pubPoint.y), hexOf(*bnToMp(y.get()))) << "k = " << hex(k);
-        EXPECT_EQ(BigNum::mp_cmp_d(key.m_pubPoint.z, 1), 0);
-    }
-    static std::unique_ptr<mp_int> bnToMp(const BIGNUM* v) {
-        std::unique_ptr<mp_int> m(new mp_int);
-        fromBn(v, *m);
-        return m;
+        EXPECT_TRUE(!BN_cmp(bn(key.m_pubPoint.x).get(), x.get()) && !BN_cmp(bn(key.m_pubPoint.y).get(), y.get()) &&
+                    BigNum::mp_cmp_d(key.m_pubPoint.z, 1) == 0)
+            << "k = " << hex(k);
     }
     // OpenSSL reads the leftmost nBits bits of a digest: the digest that stands for e mod n there.
     Bytes theirDigest(const BIGNUM* e) const {
@@ -200,7 +200,7 @@ TEST(OpenSslDifferential, PublicPointsAndSharedSecrets) {
             BN_add_word(k.get(), above);
             EccKey key;
             ASSERT_TRUE(generated(key, c.name, k.get(), log));
-            EXPECT_EQ(hexOf(key.m_k), hexOf(*Curve::bnToMp(c.k1 ? k.get() : word(above).get())));
+            EXPECT_EQ(BN_cmp(bn(key.m_k).get(), c.k1 ? k.get() : word(above).get()), 0);
             c.expectPublicIs(key, k.get());
         }
         const BnPtr zero = word(0);
@@ -221,7 +221,7 @@ TEST(OpenSslDifferential, PublicPointsAndSharedSecrets) {
             EccKey key;
             ASSERT_TRUE(key.generateNewKey(StringBuffer(c.name), scripted, log)) << log.render();
             BnPtr k = bn(drawn);
-            EXPECT_EQ(hexOf(key.m_k), hexOf(*Curve::bnToMp(c.k1 ? k.get() : c.mod(k.get()).get())));
+            EXPECT_EQ(BN_cmp(bn(key.m_k).get(), c.k1 ? k.get() : c.mod(k.get()).get()), 0);
             c.expectPublicIs(key, k.get());
         }
     }
@@ -415,33 +415,31 @@ class CaseMaker {
 public:
     explicit CaseMaker(const Curve& curve) : n(curve.n), ctx(curve.ctx.get()), bits(curve.nBits) {}
 
-    BnPtr shifted(const BIGNUM* v, int b) {  // v * 2^b, or v / 2^-b
+    static BnPtr shifted(const BIGNUM* v, int b) {  // v * 2^b, or v / 2^-b
         BnPtr r = newBn();
-        if (b >= 0) BN_lshift(r.get(), v, b);
-        else BN_rshift(r.get(), v, -b);
+        b >= 0 ? BN_lshift(r.get(), v, b) : BN_rshift(r.get(), v, -b);
         return r;
     }
-    BnPtr below(const BIGNUM* limit) {  // in [0, limit)
+    static BnPtr below(const BIGNUM* limit) {  // in [0, limit)
         BnPtr r = newBn();
         if (!BN_is_zero(limit)) BN_pseudo_rand_range(r.get(), limit);
         return r;
     }
-    BnPtr scalar() {
+    BnPtr scalar() const {
         BnPtr r = below(n);
         if (BN_is_zero(r.get())) BN_one(r.get());
         return r;
     }
-    BnPtr op(const BIGNUM* a, const BIGNUM* b, char how) {
+    BnPtr op(const BIGNUM* a, const BIGNUM* b, char how) const {
         BnPtr r = newBn();
-        if (how == '*') BN_mod_mul(r.get(), a, b, n, ctx);
-        else if (how == '+') BN_mod_add(r.get(), a, b, n, ctx);
-        else BN_mod_sub(r.get(), a, b, n, ctx);
+        how == '*' ? BN_mod_mul(r.get(), a, b, n, ctx)
+                   : how == '+' ? BN_mod_add(r.get(), a, b, n, ctx) : BN_mod_sub(r.get(), a, b, n, ctx);
         return r;
     }
     void add(std::string label, const BnPtr& c, const BnPtr& u1, const BnPtr& u2) {
         cases.push_back(Case{std::move(label), dup(c.get()), dup(u1.get()), dup(u2.get())});
     }
-    BnPtr withLow(const BIGNUM* high, int b) {  // high*2^b + random bits below
+    static BnPtr withLow(const BIGNUM* high, int b) {  // high*2^b + random bits below
         BnPtr u = shifted(high, b);
         BN_add(u.get(), u.get(), below(shifted(word(1).get(), b).get()).get());
         return u;
@@ -451,32 +449,23 @@ public:
     // that sum sign*(d1*G + d2*Q), the entry about to be added (2-bit Shamir tables at w = 2
     // and even b; other widths and positions land on wNAF and comb tables).
     void meet(int b, int w, unsigned d1, unsigned d2, int sign) {
-        BnPtr limit = shifted(n, -(b + w));
+        BnPtr limit = shifted(n, -(b + w)), c = newBn();
         if (BN_is_zero(limit.get())) return;
-        BnPtr h1 = below(limit.get()), h2 = below(limit.get());
+        BnPtr h1 = below(limit.get()), h2 = below(limit.get()), sd1 = word(d1), sd2 = word(d2);
         if (BN_is_zero(h1.get()) && BN_is_zero(h2.get())) BN_one(h1.get());
-        BnPtr sd1 = word(d1), sd2 = word(d2);
         BN_set_negative(sd1.get(), sign < 0);
         BN_set_negative(sd2.get(), sign < 0);
-        BnPtr num = op(sd1.get(), shifted(h1.get(), w).get(), '-');
-        BnPtr den = op(shifted(h2.get(), w).get(), sd2.get(), '-');
-        BnPtr c = newBn();
+        BnPtr num = op(sd1.get(), shifted(h1.get(), w).get(), '-'), den = op(shifted(h2.get(), w).get(), sd2.get(), '-');
         if (BN_is_zero(num.get()) || !BN_mod_inverse(c.get(), den.get(), n, ctx)) return;
-        c = op(num.get(), c.get(), '*');
         BN_lshift(h1.get(), h1.get(), w);
         BN_lshift(h2.get(), h2.get(), w);
         BN_add_word(h1.get(), d1);
         BN_add_word(h2.get(), d2);
-        add("meet b=" + std::to_string(b) + " w=" + std::to_string(w) + " d=" + std::to_string(d1) + "," +
-                std::to_string(d2) + " sign=" + std::to_string(sign),
-            c, withLow(h1.get(), b), withLow(h2.get(), b));
-    }
-    void topDigits(const char* label, const BnPtr& c, unsigned hi1, unsigned hi2) {
-        const int b = (bits - 4) & ~1;
-        add(label, c, withLow(word(hi1).get(), b), withLow(word(hi2).get(), b));
+        add("meet b=" + std::to_string(b) + " w=" + std::to_string(w) + " sign=" + std::to_string(sign),
+            op(num.get(), c.get(), '*'), withLow(h1.get(), b), withLow(h2.get(), b));
     }
     std::vector<Case> make() {
-        const int even = (bits - 4) / 2;
+        const int even = (bits - 4) / 2, top = (bits - 4) & ~1;
         for (int k = 0; k < 16; ++k) {
             const int m = k < 4 ? k : k < 8 ? even - (k - 4) : std::rand() % even;
             meet(2 * m, 2, unsigned(std::rand() % 4), 1 + unsigned(std::rand() % 3), k % 2 ? -1 : 1);
@@ -490,9 +479,10 @@ public:
         add("Q=G", word(1), scalar(), scalar());
         add("Q=-G", minusOne, scalar(), scalar());
         add("Q=2G", word(2), scalar(), scalar());
-        topDigits("Q=G, 4G met at the second window", word(1), 0x5, 0x3);
-        topDigits("Q=2G, 4G met at the second window", word(2), 0x4, 0x2);
-        topDigits("Q=-G, equal top digits", minusOne, 0x7, 0x7);
+        // The top digits given, on the 2-bit window grid: 4G met at the second window, or equal digits.
+        add("Q=G, 4G met", word(1), withLow(word(5).get(), top), withLow(word(3).get(), top));
+        add("Q=2G, 4G met", word(2), withLow(word(4).get(), top), withLow(word(2).get(), top));
+        add("Q=-G, equal top digits", minusOne, withLow(word(7).get(), top), withLow(word(7).get(), top));
         for (int k = 0; k < 2; ++k) {
             BnPtr c = scalar(), u2 = scalar(), cu2 = op(c.get(), u2.get(), '*');
             BnPtr neg = op(word(0).get(), cu2.get(), '-'), small = word(1 + static_cast<BN_ULONG>(std::rand() % 16));
@@ -501,7 +491,7 @@ public:
             add("u1 = c*u2 + small", c, op(cu2.get(), small.get(), '+'), u2);
             add("u1 = -c*u2 + small", c, op(neg.get(), small.get(), '+'), u2);
         }
-        const int k = bits / 2 + std::rand() % (bits / 2 - 1);
+        const int k = bits / 2 + std::rand() % (bits / 2 - 1);  // long runs of equal bits
         BnPtr ones = shifted(word(1).get(), k);
         BN_sub_word(ones.get(), 1);
         add("u2 = 2^k - 1", scalar(), scalar(), ones);
