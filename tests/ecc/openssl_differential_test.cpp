@@ -140,6 +140,12 @@ Bytes i2d(const BIGNUM* r, const BIGNUM* s) {
     return out;
 }
 
+Bytes rawOf(const BIGNUM* r, const BIGNUM* s, int width) {
+    Bytes out = padded(r, width), sBytes = padded(s, width);
+    out.insert(out.end(), sBytes.begin(), sBytes.end());
+    return out;
+}
+
 bool generated(EccKey& key, const char* curve, const BIGNUM* k, LogBase& log) {
     const std::string h = hex(k);
     return key.generateNewKey2(StringBuffer(curve), (h.size() % 2 ? "0" + h : h).c_str(), "hex", log);
@@ -273,7 +279,7 @@ TEST(OpenSslDifferential, SignaturesBothWays) {
                     r = dup(ECDSA_SIG_get0_r(parsed));
                     s = dup(ECDSA_SIG_get0_s(parsed));
                     ECDSA_SIG_free(parsed);
-                    EXPECT_TRUE(sig.equals(i2d(r.get(), s.get()).data(), unsigned(i2d(r.get(), s.get()).size())));
+                    EXPECT_EQ(Bytes(sig.getData2(), sig.getData2() + sig.getSize()), i2d(r.get(), s.get()));
                 } else {  // appended after what was there: string(mpint r) string(mpint s)
                     ASSERT_EQ(p[0], 0xEE);
                     Bytes body(p + 1, p + sig.getSize());
@@ -299,8 +305,7 @@ TEST(OpenSslDifferential, SignaturesBothWays) {
                 EXPECT_TRUE(c.theyVerify(c.theirDigest(e.get()), r.get(), s.get(), ec.get()));
 
                 // Verified here as raw r||s over the digest that stands for e, and in its own form.
-                Bytes raw = padded(r.get(), c.fb), sBytes = padded(s.get(), c.fb), eDigest = padded(e.get(), c.fb);
-                raw.insert(raw.end(), sBytes.begin(), sBytes.end());
+                const Bytes raw = rawOf(r.get(), s.get(), c.fb), eDigest = padded(e.get(), c.fb);
                 bool valid = false;
                 for (int flip = 0; flip < 3; ++flip) {
                     Bytes v = raw, d = eDigest;
@@ -325,7 +330,7 @@ TEST(OpenSslDifferential, SignaturesBothWays) {
                     DataBuffer wrapped, rewrapped;
                     ASSERT_EQ(EccKey::eccWrapSigAsn_forTls(sig, 0, wrapped, bySize), sizeRule);
                     if (sizeRule) {  // raw by its size and DER both re-wrap to the canonical DER
-                        EXPECT_TRUE(wrapped.equals(i2d(r.get(), s.get()).data(), unsigned(i2d(r.get(), s.get()).size())));
+                        EXPECT_EQ(Bytes(wrapped.getData2(), wrapped.getData2() + wrapped.getSize()), i2d(r.get(), s.get()));
                         ASSERT_TRUE(EccKey::eccWrapSigAsn_forTls(wrapped, 0, rewrapped, log));
                         EXPECT_TRUE(wrapped.equals(rewrapped));
                     }
@@ -342,9 +347,7 @@ TEST(OpenSslDifferential, SignaturesBothWays) {
             ECDSA_SIG_free(os);
             for (int high = 0; high < 2; ++high) {
                 if (high) BN_sub(s.get(), c.n, s.get());
-                const Bytes der = i2d(r.get(), s.get());
-                Bytes raw = padded(r.get(), c.fb), sBytes = padded(s.get(), c.fb);
-                raw.insert(raw.end(), sBytes.begin(), sBytes.end());
+                const Bytes der = i2d(r.get(), s.get()), raw = rawOf(r.get(), s.get(), c.fb);
                 bool valid = false;
                 EXPECT_TRUE(key.eccVerifyHash(der.data(), unsigned(der.size()), false, digest.data(), len, valid, log, 0));
                 EXPECT_TRUE(valid) << c.name << " OpenSSL's DER, high " << high;
@@ -395,8 +398,7 @@ TEST(OpenSslDifferential, ScriptedNonceGivesTheComputedSignature) {
             scripted.failAfter(1);
             DataBuffer sig;
             ASSERT_TRUE(key.eccSignHash(digest.data(), unsigned(digest.size()), scripted, false, sig, log)) << log.render();
-            Bytes expected = padded(r.get(), c.fb), sBytes = padded(s.get(), c.fb);
-            expected.insert(expected.end(), sBytes.begin(), sBytes.end());
+            const Bytes expected = rawOf(r.get(), s.get(), c.fb);
             EXPECT_TRUE(sig.equals(expected.data(), unsigned(expected.size()))) << "row " << row;
         }
     }
