@@ -1,0 +1,287 @@
+// What the differential loops cannot see: the key object's life cycle, the exact lines each
+// refused operation writes and the state it leaves behind, the generator-driven paths (retry,
+// failing or degenerate generators), and a forgery only the curve check stops.
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "ecc/EccKey.h"
+#include "ecc/secp256k1/CurvePt.h"
+#include "ecc/secp256k1/Uint256Conversions.h"
+#include "host/BigNum.h"
+#include "support/openssl_oracle.h"
+#include "support/scripted_prng.h"
+
+namespace vn {
+namespace {
+
+using testing_support::hexOf;
+using testing_support::ScriptedPrng;
+using Lines = std::vector<std::string>;
+
+void make(EccKey& key, const char* curve, const char* hex) {
+    LogBase log;
+    EXPECT_TRUE(key.generateNewKey2(StringBuffer(curve), hex, "hex", log)) << log.render();
+}
+
+void expectEmpty(const EccKey& key) {
+    StringBuffer oid("stale");
+    key.getCurveOid(oid);
+    EXPECT_STREQ(oid.getString(), "");
+    EXPECT_EQ(key.m_keyType, 0);
+    EXPECT_EQ(key.get_ModulusBitLen(), 0u);
+    EXPECT_EQ(key.m_curve.name.getSize(), 0u);
+    EXPECT_EQ(key.m_pubPoint.format, 4);
+    EXPECT_TRUE(key.m_pubPoint.x.isZero() && key.m_pubPoint.y.isZero() && key.m_pubPoint.z.isZero());
+    EXPECT_TRUE(key.m_k.isZero());
+    EXPECT_EQ(key.m_pkcs8Attributes.getSize(), 0u);
+}
+
+TEST(KeyState, LifeCycle) {
+    EccKey fresh, used, copy;
+    make(used, "brainpoolP320r1", "01234567");
+    make(copy, "secp521r1", "05");
+    expectEmpty(fresh);
+    used.m_pubPoint.format = 6;
+    used.m_pkcs8Attributes.append("\xA0\x00", 2);
+    copy.copyFromEccKey(used);  // everything of the previous key goes
+    used.clearEccKey();
+    expectEmpty(used);
+    EXPECT_EQ(copy.m_keyType, 1);
+    EXPECT_EQ(BigNum::mp_cmp_d(copy.m_k, 0x01234567), 0);
+    EXPECT_STREQ(copy.m_curve.name.getString(), "brainpoolp320r1");
+    EXPECT_EQ(copy.m_curve.A.getSize(), 80u);
+    EXPECT_EQ(copy.m_pubPoint.format, 6);
+    EXPECT_EQ(copy.m_pkcs8Attributes.getSize(), 2u);
+    LogBase log;
+    EXPECT_TRUE(copy.isPoint(log));
+
+    // Modulus lengths are byte-rounded; the engine follows the curve, however it was named.
+    const struct {
+        const char* curve;
+        unsigned bits;
+        bool k1;
+    } rows[] = {{"secp521r1", 528, false}, {"secp160r1", 160, false}, {"1.3.132.0.10", 256, true},
+                {" SECP256K1 ", 256, true}, {"brainpoolP384r1", 384, false}};
+    for (const auto& row : rows) {
+        EccKey key;
+        StringBuffer oid(row.curve);
+        ASSERT_TRUE(row.curve[0] == '1' ? key.loadCurveByOid(oid, log) : key.m_curve.loadCurveByName(row.curve, log));
+        EXPECT_EQ(key.get_ModulusBitLen(), row.bits) << row.curve;
+        EXPECT_EQ(key.usesSecp256k1Engine(), row.k1) << row.curve;
+    }
+    EXPECT_FALSE(fresh.usesSecp256k1Engine());
+}
+
+// Each row runs one refused operation: it must return false with exactly these error lines,
+// the named data value, and the row's own checks of what it left behind.
+struct Row {
+    const char* name;
+    std::function<bool(LogBase&)> run;
+    Lines errors;
+    const char* data;
+    unsigned outAfter = 1;  // 0: the output was emptied; 1: the sentinel byte is untouched
+};
+
+TEST(KeyState, RefusalsAndTheirLines) {
+    EccKey p256, k1, p384, pub, empty, target;
+    make(p256, "secp256r1", "C9AFA9D845BA75166B5C215767B1D6934E50C3DB36E89B127B8A622B120F6721");
+    make(k1, "secp256k1", "C0FFEE");
+    make(p384, "secp384r1", "05");
+    pub.copyFromEccKey(p256);
+    pub.m_keyType = 0;
+    const unsigned char digest[32] = {1, 2, 3};
+    DataBuffer out;
+    bool valid = true;
+    ScriptedPrng failing;
+    failing.failAfter(0);
+    const auto verify = [&](EccKey& key, const unsigned char* sig, unsigned sigLen, const unsigned char* hash,
+                            unsigned len) {
+        return [k = &key, sig, sigLen, hash, len, &valid](LogBase& log) {
+            const bool ok = k->eccVerifyHash(sig, sigLen, false, hash, len, valid, log, 0);
+            EXPECT_FALSE(valid);
+            return ok;
+        };
+    };
+    const auto fill = [](int byte, int calls) {
+        return [byte, calls](EccKey& key, LogBase& log) {
+            ScriptedPrng prng;
+            if (byte < 0) {
+                prng.failAfter(0);
+            } else {
+                prng.fillWith(static_cast<unsigned char>(byte));
+            }
+            DataBuffer sig;
+            const bool ok = key.eccSignHash(std::vector<unsigned char>(32, 0x42).data(), 32, prng, true, sig, log);
+            EXPECT_EQ(prng.calls(), calls);
+            return ok;
+        };
+    };
+    const Row rows[] = {
+        {"curve unknown", [&](LogBase& log) { return target.generateNewKey(StringBuffer("P-999"), failing, log); },
+         {"Unsupported ECDSA curve.", "Unsupported ECC curve..", "Failed to load curve by name."}, nullptr},
+        {"generator fails",
+         [&](LogBase& log) {
+             const bool ok = target.generateNewKey(StringBuffer("P-256"), failing, log);
+             EXPECT_TRUE(target.m_k.isZero() && target.m_keyType == 0);
+             return ok;
+         },
+         {"Failed to generate random private key."}, nullptr},
+        {"K not hex", [&](LogBase& log) { return target.generateNewKey2(StringBuffer("P-256"), "0g", "hex", log); },
+         {"Failed to decode K."}, nullptr},
+        {"K on unknown curve",
+         [&](LogBase& log) { return target.generateNewKey2(StringBuffer("P-999"), "01", "hex", log); },
+         {"Unsupported ECDSA curve.", "Unsupported ECC curve.."}, nullptr},
+        {"regenerate, y differs",
+         [&](LogBase& log) {
+             EccKey src;
+             make(src, "brainpoolP256r1", "0123456789ABCDEF");
+             BigNum::mp_add(src.m_pubPoint.y, src.m_pubPoint.z, src.m_pubPoint.y);
+             return target.regeneratePubKey(src, log);
+         },
+         {"y is different!", "Failed."}, nullptr},
+        {"regenerate from an empty key", [&](LogBase& log) { return target.regeneratePubKey(empty, log); },
+         {"Unsupported ECDSA curve.", "Unsupported ECC curve.."}, nullptr},
+        {"isPoint, B unreadable",
+         [&](LogBase& log) {
+             target.copyFromEccKey(p256);
+             target.m_curve.B.setString("xyz");
+             return target.isPoint(log);
+         },
+         {"Failed to decode curve B."}, nullptr},
+        {"isPoint, no prime",
+         [&](LogBase& log) {
+             target.m_curve.p.setString("");
+             return target.isPoint(log);
+         },
+         {"Failed to decode curve prime."}, nullptr},
+        {"generic nonce fails",
+         [&](LogBase& log) { return p256.eccSignHash(digest, 32, failing, false, out, log); },
+         {"Failed to generate point on curve."}, "curveName: secp256r1", 0},
+        {"secp256k1 nonce fails", [&](LogBase& log) { return fill(-1, 1)(k1, log); },
+         {"Failed to generate random nonce."}, nullptr},
+        // All-FF (k >= n) and all-zero nonces are drawn again, up to 100 times, without a line.
+        {"secp256k1 nonce all FF", [&](LogBase& log) { return fill(0xFF, 100)(k1, log); }, {}, nullptr},
+        {"secp256k1 nonce all 00", [&](LogBase& log) { return fill(0x00, 100)(k1, log); }, {}, nullptr},
+        {"secp256k1 scalar wider than 256 bits",
+         [&](LogBase& log) {
+             target.copyFromEccKey(k1);
+             BigNum::mp_read_radix(target.m_k, ("1" + std::string(58, '0') + "C0FFEE").c_str(), 16);
+             return target.eccSignHash(digest, 32, failing, false, out, log);
+         },
+         {"Private key is wider than 256 bits; it is not a secp256k1 scalar."}, nullptr, 0},
+        {"secp256k1 short digest", verify(k1, digest, 32, digest, 20), {"hash length must be 32"}, nullptr},
+        {"secp256k1 unreadable signature", verify(k1, digest, 31, digest, 32),
+         {"Unexpected size for R,S signature.", "Failed to unpack ASN.1 DSA/ECC signature."}, nullptr},
+        {"ECDH across curves", [&](LogBase& log) { return p256.sharedSecret(p384, out, log); },
+         {"ECC curves are different"}, "pubKeyCurve: secp384r1", 0},
+        {"public key signs", [&](LogBase& log) { return pub.eccSignHash(digest, 32, failing, true, out, log); },
+         {"Must be a private key."}, nullptr, 0},
+        {"public key signs for SSH",
+         [&](LogBase& log) { return pub.eccSignHash_forSsh(digest, 32, failing, out, log); },
+         {"Must be a private key."}, nullptr},
+        {"public key agrees", [&](LogBase& log) { return pub.sharedSecret(p256, out, log); },
+         {"Must be a private key."}, nullptr, 0},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        LogBase log;
+        out.clear();
+        out.appendChar(0xEE);
+        EXPECT_FALSE(row.run(log));
+        EXPECT_EQ(log.errors(), row.errors);
+        if (row.data != nullptr) {
+            EXPECT_NE(log.render().find(row.data), std::string::npos) << log.render();
+        }
+        EXPECT_EQ(out.getSize(), row.outAfter);
+    }
+
+    // Missing inputs, on both engines: no signature, an empty one, no digest, an empty digest.
+    for (EccKey* key : {&p256, &k1}) {
+        const std::pair<const unsigned char*, unsigned> sigs[] = {{nullptr, 64}, {digest, 0}, {digest, 64}, {digest, 64}};
+        for (int i = 0; i < 4; ++i) {
+            LogBase log;
+            EXPECT_FALSE(key->eccVerifyHash(sigs[i].first, sigs[i].second, false, i == 2 ? nullptr : digest,
+                                            i == 3 ? 0 : 32, valid, log, 0));
+            EXPECT_EQ(log.errors(), Lines{"null inputs."}) << key->m_curve.name.getString() << " row " << i;
+        }
+    }
+}
+
+// A nonce that makes s = 0 (digest e = -d*r mod n) is drawn again on the generic engine.
+TEST(KeyState, ZeroSIsSignedWithTheNextNonce) {
+    EccKey key, nonce;
+    make(key, "secp256r1", "C9AFA9D845BA75166B5C215767B1D6934E50C3DB36E89B127B8A622B120F6721");
+    make(nonce, "secp256r1", std::string(64, '1').c_str());
+    mp_int n, r, e;
+    BigNum::mp_read_radix(n, key.m_curve.n.getString(), 16);
+    BigNum::mp_mod(nonce.m_pubPoint.x, n, r);
+    BigNum::mp_mulmod(key.m_k, r, n, e);
+    BigNum::mp_sub(n, e, e);
+    DataBuffer digest;
+    BigNum::mpint_to_db(e, digest);
+    ASSERT_EQ(digest.getSize(), 32u);
+    ScriptedPrng prng;
+    for (unsigned char b = 0x11; b < 0x99; b = static_cast<unsigned char>(b + 0x11)) {
+        prng.push(std::vector<unsigned char>(32, b));  // the top-byte rule may refuse some too
+    }
+    prng.failAfter(8);
+    LogBase log;
+    DataBuffer sig;
+    bool valid = false;
+    ASSERT_TRUE(key.eccSignHash(digest.getData2(), 32, prng, false, sig, log)) << log.render();
+    EXPECT_GE(prng.calls(), 2);
+    ASSERT_TRUE(key.eccVerifyHash(sig.getData2(), sig.getSize(), false, digest.getData2(), 32, valid, log, 0));
+    EXPECT_TRUE(valid);
+}
+
+// The textbook forgery picks u1 = a and u2 = b first and derives r, s and the digest: it
+// verifies against any point the addition formulas run on. On the key's own point that is
+// right; off the curve only the secp256k1 verifier's curve check stops it.
+TEST(KeyState, Secp256k1ForgeryOnAPointOffTheCurve) {
+    EccKey key, offCurve, zeroXY;
+    make(key, "secp256k1", "05EC9256B1");
+    offCurve.copyFromEccKey(key);
+    BigNum::mp_add(offCurve.m_pubPoint.y, key.m_pubPoint.z, offCurve.m_pubPoint.y);
+    zeroXY.copyFromEccKey(key);
+    BigNum::mp_zero(zeroXY.m_pubPoint.x);
+    BigNum::mp_zero(zeroXY.m_pubPoint.y);
+    const std::pair<EccKey*, bool> rows[] = {{&key, true}, {&offCurve, false}, {&zeroXY, false}};
+    for (const auto& row : rows) {
+        _vnUnsigned256 a, b, qx, qy;
+        a.words[0] = 0x1234567;
+        b.words[3] = 0x89ABCDE;
+        mp_int_to_uint256(row.first->m_pubPoint.x, qx);
+        mp_int_to_uint256(row.first->m_pubPoint.y, qy);
+        _vnCurvePt P = _vnCurvePt::m_s_G, Q{_vnFieldElement(qx), _vnFieldElement(qy)};
+        P.multiplyPt(a);
+        Q.multiplyPt(b);
+        P.addPt(Q);
+        P.normalizePt();
+        mp_int n, r, s, e, am, bInv;
+        BigNum::mp_read_radix(n, key.m_curve.n.getString(), 16);
+        uint256_to_mp_int(_vnUnsigned256(P.x), r);
+        BigNum::mp_mod(r, n, r);
+        uint256_to_mp_int(b, bInv);
+        BigNum::mp_invmod(bInv, n, bInv);
+        BigNum::mp_mulmod(r, bInv, n, s);
+        uint256_to_mp_int(a, am);
+        BigNum::mp_mulmod(am, s, n, e);
+        DataBuffer sig, digest;
+        BigNum::mpint_to_db(r, sig);
+        BigNum::mpint_to_db(s, sig);
+        BigNum::mpint_to_db(e, digest);
+        ASSERT_TRUE(sig.getSize() == 64 && digest.getSize() == 32);  // the fixed a, b give full widths
+        LogBase log;
+        bool valid = !row.second;
+        EXPECT_TRUE(row.first->eccVerifyHash(sig.getData2(), 64, false, digest.getData2(), 32, valid, log, 0));
+        EXPECT_EQ(valid, row.second);
+        EXPECT_NE(log.render().find(row.second ? "sigValid: 1" : "sigValid: 0"), std::string::npos) << log.render();
+    }
+}
+
+}  // namespace
+}  // namespace vn

@@ -1,0 +1,553 @@
+// Key operations against OpenSSL on every curve and both engines: public points of edge and
+// random scalars, ECDH, every signature form over several digest lengths in both directions,
+// scripted nonces, and verification sums at the corners of the multiplication chains. All
+// randomness comes from one printed seed, so a failure replays exactly.
+
+#include <gtest/gtest.h>
+
+#include <openssl/ecdh.h>
+#include <openssl/ecdsa.h>
+
+#include <cstdlib>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "ecc/EccKey.h"
+#include "ecc/curves/NamedCurves.h"
+#include "support/openssl_oracle.h"
+#include "support/scripted_prng.h"
+
+namespace vn {
+namespace {
+
+using namespace testing_support;
+using Bytes = std::vector<unsigned char>;
+
+constexpr unsigned long long kSeed = 0x17EC0DE;
+
+class SeededPrng : public _vnPrng {
+public:
+    explicit SeededPrng(unsigned long long seed) : m_rng(seed) {}
+    bool genRandomBytes(unsigned int n, DataBuffer& out, LogBase&) override {
+        const Bytes b = bytes(n);
+        return out.append(b.data(), n);
+    }
+    Bytes bytes(std::size_t n) {
+        Bytes b(n);
+        for (unsigned char& c : b) c = static_cast<unsigned char>(m_rng() >> 32);
+        return b;
+    }
+
+private:
+    std::mt19937_64 m_rng;
+};
+
+BnPtr bn(const unsigned char* p, std::size_t n) { return BnPtr(BN_bin2bn(p, static_cast<int>(n), nullptr), BN_free); }
+BnPtr bn(const Bytes& b) { return bn(b.data(), b.size()); }
+BnPtr bn(const mp_int& v) {
+    BnPtr r = newBn();
+    toBn(v, r.get());
+    return r;
+}
+BnPtr word(BN_ULONG w) {
+    BnPtr v = newBn();
+    BN_set_word(v.get(), w);
+    return v;
+}
+BnPtr dup(const BIGNUM* v) { return BnPtr(BN_dup(v), BN_free); }
+Bytes padded(const BIGNUM* v, int width) {
+    Bytes out(static_cast<std::size_t>(width));
+    BN_bn2binpad(v, out.data(), width);
+    return out;
+}
+std::string hex(const BIGNUM* v) {
+    char* h = BN_bn2hex(v);
+    std::string s(h);
+    OPENSSL_free(h);
+    return s;
+}
+std::string snapshot(const EccKey& k) {
+    return std::to_string(k.m_keyType) + k.m_curve.name.getString() + "|" + hexOf(k.m_k) + "|" +
+           hexOf(k.m_pubPoint.x) + "|" + hexOf(k.m_pubPoint.y) + "|" + hexOf(k.m_pubPoint.z);
+}
+
+// One named curve in OpenSSL.
+struct Curve {
+    explicit Curve(int index)
+        : name(namedCurveAt(index).name), fb(namedCurveAt(index).fieldBytes),
+          group(EC_GROUP_new_by_curve_name(nidOf(name)), EC_GROUP_free), ctx(BN_CTX_new(), BN_CTX_free),
+          n(EC_GROUP_get0_order(group.get())), nBits(BN_num_bits(n)), k1(std::string(name) == "secp256k1") {}
+
+    BnPtr mod(const BIGNUM* v) const {
+        BnPtr r = newBn();
+        BN_nnmod(r.get(), v, n, ctx.get());
+        return r;
+    }
+    BnPtr random(SeededPrng& prng) const {  // in [1, n)
+        BnPtr r = mod(bn(prng.bytes(static_cast<std::size_t>(fb) + 8)).get());
+        if (BN_is_zero(r.get())) BN_one(r.get());
+        return r;
+    }
+    // k*G, or k*P; x (and y) of the affine result, false at infinity.
+    bool mul(const BIGNUM* k, const EC_POINT* P, BnPtr& x, BnPtr* y = nullptr) const {
+        PointPtr r(EC_POINT_new(group.get()), EC_POINT_free);
+        EC_POINT_mul(group.get(), r.get(), P ? nullptr : k, P, P ? k : nullptr, ctx.get());
+        if (EC_POINT_is_at_infinity(group.get(), r.get())) return false;
+        x = newBn();
+        return EC_POINT_get_affine_coordinates(group.get(), r.get(), x.get(), y ? (*y = newBn()).get() : nullptr,
+                                               ctx.get()) == 1;
+    }
+    void expectPublicIs(const EccKey& key, const BIGNUM* k) const {
+        BnPtr x(nullptr, BN_free), y(nullptr, BN_free);
+        ASSERT_TRUE(mul(mod(k).get(), nullptr, x, &y));
+        EXPECT_TRUE(!BN_cmp(bn(key.m_pubPoint.x).get(), x.get()) && !BN_cmp(bn(key.m_pubPoint.y).get(), y.get()) &&
+                    BigNum::mp_cmp_d(key.m_pubPoint.z, 1) == 0)
+            << "k = " << hex(k);
+    }
+    // OpenSSL reads the leftmost nBits bits of a digest: the digest that stands for e mod n there.
+    Bytes theirDigest(const BIGNUM* e) const {
+        const int bytes = (nBits + 7) / 8;
+        BnPtr v = mod(e);
+        BN_lshift(v.get(), v.get(), 8 * bytes - nBits);
+        return padded(v.get(), bytes);
+    }
+    bool theyVerify(const Bytes& digest, const BIGNUM* r, const BIGNUM* s, EC_KEY* ec) const {
+        ECDSA_SIG* sig = ECDSA_SIG_new();
+        ECDSA_SIG_set0(sig, BN_dup(r), BN_dup(s));
+        const bool ok = ECDSA_do_verify(digest.data(), static_cast<int>(digest.size()), sig, ec) == 1;
+        ECDSA_SIG_free(sig);
+        return ok;
+    }
+
+    const char* name;
+    int fb;
+    GroupPtr group;
+    CtxPtr ctx;
+    const BIGNUM* n;
+    int nBits;
+    bool k1;
+};
+
+Bytes i2d(const BIGNUM* r, const BIGNUM* s) {
+    ECDSA_SIG* sig = ECDSA_SIG_new();
+    ECDSA_SIG_set0(sig, BN_dup(r), BN_dup(s));
+    unsigned char* p = nullptr;
+    const int len = i2d_ECDSA_SIG(sig, &p);
+    Bytes out(p, p + len);
+    OPENSSL_free(p);
+    ECDSA_SIG_free(sig);
+    return out;
+}
+
+Bytes rawOf(const BIGNUM* r, const BIGNUM* s, int width) {
+    Bytes out = padded(r, width), sBytes = padded(s, width);
+    out.insert(out.end(), sBytes.begin(), sBytes.end());
+    return out;
+}
+
+bool generated(EccKey& key, const char* curve, const BIGNUM* k, LogBase& log) {
+    const std::string h = hex(k);
+    return key.generateNewKey2(StringBuffer(curve), (h.size() % 2 ? "0" + h : h).c_str(), "hex", log);
+}
+
+// Scalars at the ends of [1, n), at 5- and 6-bit window borders, runs of ones, and random.
+std::vector<BnPtr> edgeScalars(const Curve& c, SeededPrng& prng) {
+    std::vector<BnPtr> out;
+    for (BN_ULONG w : {1ul, 2ul, 3ul, 63ul, 64ul, 65ul}) out.push_back(word(w));
+    for (BN_ULONG d : {1ul, 2ul, 3ul}) {
+        out.push_back(dup(c.n));
+        BN_sub_word(out.back().get(), d);
+    }
+    for (int b : {c.nBits - 1, c.nBits - 2, 6 * ((c.nBits - 1) / 6), 5 * ((c.nBits - 1) / 5), 60, 61}) {
+        BnPtr p = newBn();
+        BN_set_bit(p.get(), b);
+        if (BN_cmp(p.get(), c.n) >= 0) continue;
+        out.push_back(dup(p.get()));
+        BN_sub_word(p.get(), 1);
+        out.push_back(std::move(p));
+    }
+    for (int i = 0; i < 8; ++i) out.push_back(c.random(prng));
+    return out;
+}
+
+TEST(OpenSslDifferential, PublicPointsAndSharedSecrets) {
+    std::printf("seed %llx\n", kSeed);
+    for (int i = 0; i < kNamedCurveCount; ++i) {
+        const Curve c(i);
+        SCOPED_TRACE(c.name);
+        SeededPrng prng(kSeed + static_cast<unsigned>(i));
+        EccKey peer;
+        LogBase log;
+        ASSERT_TRUE(peer.generateNewKey(StringBuffer(c.name), prng, log)) << log.render();
+        EcKeyPtr peerEc = toOpenSslKey(peer);
+        const EC_POINT* peerPoint = EC_KEY_get0_public_key(peerEc.get());
+
+        for (const BnPtr& k : edgeScalars(c, prng)) {
+            EccKey key;
+            ASSERT_TRUE(generated(key, c.name, k.get(), log)) << hex(k.get()) << log.render();
+            EXPECT_EQ(key.m_keyType, 1);
+            c.expectPublicIs(key, k.get());
+            EXPECT_TRUE(key.isPoint(log));
+            DataBuffer ours, theirs;
+            ASSERT_TRUE(key.sharedSecret(peer, ours, log)) << log.render();
+            ASSERT_TRUE(peer.sharedSecret(key, theirs, log));
+            EXPECT_TRUE(ours.equals(theirs)) << hex(k.get());
+            Bytes expected(static_cast<std::size_t>(c.fb));
+            EcKeyPtr ec = toOpenSslKey(key);
+            ASSERT_EQ(ECDH_compute_key(expected.data(), expected.size(), peerPoint, ec.get(), nullptr), c.fb);
+            EXPECT_TRUE(ours.equals(expected.data(), unsigned(c.fb))) << hex(k.get());
+        }
+
+        // Above n the generic engine reduces k and writes it back; secp256k1 keeps it as given.
+        // 0 and n have no public point.
+        for (BN_ULONG above : {1ul, 3ul}) {
+            BnPtr k = dup(c.n);
+            BN_add_word(k.get(), above);
+            EccKey key;
+            ASSERT_TRUE(generated(key, c.name, k.get(), log));
+            EXPECT_EQ(BN_cmp(bn(key.m_k).get(), c.k1 ? k.get() : word(above).get()), 0);
+            c.expectPublicIs(key, k.get());
+        }
+        const BnPtr zero = word(0);
+        for (const BIGNUM* k : {static_cast<const BIGNUM*>(zero.get()), c.n}) {
+            EccKey key;
+            LogBase refused;
+            EXPECT_FALSE(generated(key, c.name, k, refused));
+            EXPECT_EQ(key.m_keyType, 0);
+            EXPECT_EQ(refused.errors().back(), "point multiply failed.");
+        }
+
+        // From the generator: fieldBytes drawn once, big-endian.
+        const Bytes allOnes(static_cast<std::size_t>(c.fb), 0xFF);
+        for (const Bytes& drawn : {allOnes, prng.bytes(static_cast<std::size_t>(c.fb))}) {
+            ScriptedPrng scripted;
+            scripted.push(drawn);
+            scripted.failAfter(1);
+            EccKey key;
+            ASSERT_TRUE(key.generateNewKey(StringBuffer(c.name), scripted, log)) << log.render();
+            BnPtr k = bn(drawn);
+            EXPECT_EQ(BN_cmp(bn(key.m_k).get(), c.k1 ? k.get() : c.mod(k.get()).get()), 0);
+            c.expectPublicIs(key, k.get());
+        }
+    }
+}
+
+enum Form { kDer, kRaw, kSsh };
+
+TEST(OpenSslDifferential, SignaturesBothWays) {
+    for (int i = 0; i < kNamedCurveCount; ++i) {
+        const Curve c(i);
+        SeededPrng prng(kSeed ^ static_cast<unsigned>(i));
+        EccKey key;
+        LogBase log;
+        ASSERT_TRUE(key.generateNewKey(StringBuffer(c.name), prng, log));
+        const std::string before = snapshot(key);
+        EcKeyPtr ec = toOpenSslKey(key);
+        BnPtr halfN = dup(c.n);
+        BN_rshift1(halfN.get(), halfN.get());
+        const unsigned fb = static_cast<unsigned>(c.fb);
+        const bool sizeRule = fb == 24 || fb == 32 || fb == 48 || fb == 64 || fb == 66;
+
+        for (unsigned len : {20u, 32u, fb, 64u, 80u}) {
+            Bytes digest = prng.bytes(len);
+            // The signer reads at most fieldBytes of the digest below 64-byte fields; SSH reads all.
+            const unsigned cut = fb < 64 && len > fb ? fb : len;
+            for (Form form : {kDer, kRaw, kSsh}) {
+                SCOPED_TRACE(std::string(c.name) + " digest " + std::to_string(len) + " form " + "DRS"[form]);
+                DataBuffer sig;
+                sig.appendChar(0xEE);
+                const bool ok = form == kSsh ? key.eccSignHash_forSsh(digest.data(), len, prng, sig, log)
+                                             : key.eccSignHash(digest.data(), len, prng, form == kDer, sig, log);
+                if (c.k1 && form != kSsh && len < 32) {
+                    LogBase refused;
+                    EXPECT_FALSE(key.eccSignHash(digest.data(), len, prng, form == kDer, sig, refused));
+                    EXPECT_EQ(refused.errors(), std::vector<std::string>{"secp256k1 must use SHA256"});
+                    EXPECT_EQ(sig.getSize(), 0u);
+                    continue;
+                }
+                ASSERT_TRUE(ok) << log.render();
+                BnPtr r(nullptr, BN_free), s(nullptr, BN_free);
+                const unsigned char* p = sig.getData2();
+                if (form == kRaw) {
+                    ASSERT_EQ(sig.getSize(), 2 * fb);
+                    r = bn(p, fb);
+                    s = bn(p + fb, fb);
+                } else if (form == kDer) {
+                    ECDSA_SIG* parsed = d2i_ECDSA_SIG(nullptr, &p, long(sig.getSize()));
+                    ASSERT_NE(parsed, nullptr);
+                    r = dup(ECDSA_SIG_get0_r(parsed));
+                    s = dup(ECDSA_SIG_get0_s(parsed));
+                    ECDSA_SIG_free(parsed);
+                    EXPECT_EQ(Bytes(sig.getData2(), sig.getData2() + sig.getSize()), i2d(r.get(), s.get()));
+                } else {  // appended after what was there: string(mpint r) string(mpint s)
+                    ASSERT_EQ(p[0], 0xEE);
+                    Bytes body(p + 1, p + sig.getSize());
+                    ASSERT_GT(body.size(), 8u);
+                    const std::size_t rl = std::size_t(body[0]) << 24 | body[1] << 16 | body[2] << 8 | body[3];
+                    ASSERT_LT(rl + 8, body.size());
+                    r = bn(body.data() + 4, rl);
+                    s = bn(body.data() + 8 + rl, body.size() - 8 - rl);
+                    Bytes expect(static_cast<std::size_t>(BN_bn2mpi(r.get(), nullptr) + BN_bn2mpi(s.get(), nullptr)));
+                    BN_bn2mpi(s.get(), expect.data() + BN_bn2mpi(r.get(), expect.data()));
+                    EXPECT_EQ(body, expect);
+                }
+                ASSERT_TRUE(!BN_is_zero(r.get()) && !BN_is_zero(s.get()) && BN_cmp(r.get(), c.n) < 0 &&
+                            BN_cmp(s.get(), c.n) < 0);
+                if (c.k1 && form != kSsh) {
+                    EXPECT_LE(BN_cmp(s.get(), halfN.get()), 0) << "high s";
+                }
+                if (!c.k1 && form != kSsh) {  // never a leading 00 in the DER integers
+                    EXPECT_NE(BN_num_bits(r.get()) % 8, 0);
+                    EXPECT_NE(BN_num_bits(s.get()) % 8, 0);
+                }
+                BnPtr e = c.mod(bn(digest.data(), form == kSsh ? len : cut).get());
+                EXPECT_TRUE(c.theyVerify(c.theirDigest(e.get()), r.get(), s.get(), ec.get()));
+
+                // Verified here as raw r||s over the digest that stands for e, and in its own form.
+                const Bytes raw = rawOf(r.get(), s.get(), c.fb), eDigest = padded(e.get(), c.fb);
+                bool valid = false;
+                for (int flip = 0; flip < 3; ++flip) {
+                    Bytes v = raw, d = eDigest;
+                    if (flip == 1) d[0] ^= 0x01;
+                    if (flip == 2) v[v.size() - 1] ^= 0x01;
+                    EXPECT_TRUE(key.eccVerifyHash(v.data(), unsigned(v.size()), true, d.data(), fb, valid, log, fb));
+                    EXPECT_EQ(valid, flip == 0) << "flip " << flip;
+                }
+                if (form != kSsh) {
+                    EXPECT_TRUE(key.eccVerifyHash(sig.getData2(), sig.getSize(), form == kRaw, digest.data(), len,
+                                                  valid, log, form == kRaw ? fb : 0));
+                    EXPECT_TRUE(valid);
+                }
+                if (form == kRaw) {  // without a split: only the known sizes are read
+                    LogBase bySize;
+                    EXPECT_EQ(key.eccVerifyHash(sig.getData2(), sig.getSize(), false, digest.data(), len, valid,
+                                                bySize, 0), sizeRule);
+                    EXPECT_EQ(valid, sizeRule);
+                    if (!sizeRule) {
+                        EXPECT_EQ(bySize.errors().front(), "Unexpected size for R,S signature.");
+                    }
+                    DataBuffer wrapped, rewrapped;
+                    ASSERT_EQ(EccKey::eccWrapSigAsn_forTls(sig, 0, wrapped, bySize), sizeRule);
+                    if (sizeRule) {  // raw by its size and DER both re-wrap to the canonical DER
+                        EXPECT_EQ(Bytes(wrapped.getData2(), wrapped.getData2() + wrapped.getSize()), i2d(r.get(), s.get()));
+                        ASSERT_TRUE(EccKey::eccWrapSigAsn_forTls(wrapped, 0, rewrapped, log));
+                        EXPECT_TRUE(wrapped.equals(rewrapped));
+                    }
+                }
+            }
+            if (c.k1 && len < 32) continue;
+
+            // OpenSSL signs; we verify DER and raw. High s is valid too: low s is the signer's rule.
+            BnPtr e = c.mod(bn(digest.data(), cut).get());
+            const Bytes theirs = c.theirDigest(e.get());
+            ECDSA_SIG* os = ECDSA_do_sign(theirs.data(), int(theirs.size()), ec.get());
+            ASSERT_NE(os, nullptr);
+            BnPtr r = dup(ECDSA_SIG_get0_r(os)), s = dup(ECDSA_SIG_get0_s(os));
+            ECDSA_SIG_free(os);
+            for (int high = 0; high < 2; ++high) {
+                if (high) BN_sub(s.get(), c.n, s.get());
+                const Bytes der = i2d(r.get(), s.get()), raw = rawOf(r.get(), s.get(), c.fb);
+                bool valid = false;
+                EXPECT_TRUE(key.eccVerifyHash(der.data(), unsigned(der.size()), false, digest.data(), len, valid, log, 0));
+                EXPECT_TRUE(valid) << c.name << " OpenSSL's DER, high " << high;
+                EXPECT_TRUE(key.eccVerifyHash(raw.data(), unsigned(raw.size()), true, digest.data(), len, valid, log, fb));
+                EXPECT_TRUE(valid) << c.name << " OpenSSL's raw, high " << high;
+            }
+        }
+        EXPECT_EQ(snapshot(key), before) << c.name;
+    }
+}
+
+// With the nonce scripted, r and s are what OpenSSL's arithmetic says: the nonce's byte order
+// (big-endian on the generic engine, little-endian on secp256k1) and every step of s. The last
+// row picks d with r*d = n - 1 and the all-FF digest, so that e + r*d carries past n.
+TEST(OpenSslDifferential, ScriptedNonceGivesTheComputedSignature) {
+    for (int i = 0; i < kNamedCurveCount; ++i) {
+        const Curve c(i);
+        SCOPED_TRACE(c.name);
+        SeededPrng prng(kSeed + 100 + static_cast<unsigned>(i));
+        for (int row = 0; row < 3; ++row) {
+            const Bytes digest = row == 0 ? prng.bytes(size_t(c.fb)) : Bytes(size_t(c.fb), 0xFF);
+            BnPtr e = c.mod(bn(digest).get()), d = c.random(prng), k(nullptr, BN_free), r(nullptr, BN_free),
+                  s = newBn();
+            for (bool found = false; !found;) {
+                k = c.random(prng);
+                ASSERT_TRUE(c.mul(k.get(), nullptr, r));
+                r = c.mod(r.get());
+                if (row == 2) {  // d = -1/r
+                    BN_mod_inverse(d.get(), r.get(), c.n, c.ctx.get());
+                    BN_sub(d.get(), c.n, d.get());
+                }
+                BnPtr kInv(BN_mod_inverse(nullptr, k.get(), c.n, c.ctx.get()), BN_free);
+                BN_mod_mul(s.get(), r.get(), d.get(), c.n, c.ctx.get());
+                BN_mod_add(s.get(), s.get(), e.get(), c.n, c.ctx.get());
+                BN_mod_mul(s.get(), s.get(), kInv.get(), c.n, c.ctx.get());
+                BnPtr other = newBn();
+                BN_sub(other.get(), c.n, s.get());
+                if (c.k1 && BN_cmp(other.get(), s.get()) < 0) s = std::move(other);
+                found = c.k1 || (BN_num_bits(r.get()) % 8 != 0 && BN_num_bits(s.get()) % 8 != 0);
+            }
+            EccKey key;
+            LogBase log;
+            ASSERT_TRUE(generated(key, c.name, d.get(), log));
+            Bytes nonce = padded(k.get(), c.fb);
+            if (c.k1) nonce = Bytes(nonce.rbegin(), nonce.rend());
+            ScriptedPrng scripted;
+            scripted.push(nonce);
+            scripted.failAfter(1);
+            DataBuffer sig;
+            ASSERT_TRUE(key.eccSignHash(digest.data(), unsigned(digest.size()), scripted, false, sig, log)) << log.render();
+            const Bytes expected = rawOf(r.get(), s.get(), c.fb);
+            EXPECT_TRUE(sig.equals(expected.data(), unsigned(expected.size()))) << "row " << row;
+        }
+    }
+}
+
+// Verification sums u1*G + u2*Q at the corners of an addition chain: a running sum equal to a
+// table entry (under another Z) or its negative, keys that are small multiples of G,
+// u1*G = +-u2*Q, long runs of equal bits. Each case picks u1, u2 and the key c; r, s and the
+// digest then follow so that verification recomputes exactly that u1 and u2.
+struct Case {
+    std::string label;
+    BnPtr c, u1, u2;
+};
+
+class CaseMaker {
+public:
+    explicit CaseMaker(const Curve& curve) : n(curve.n), ctx(curve.ctx.get()), bits(curve.nBits) {}
+
+    static BnPtr shifted(const BIGNUM* v, int b) {  // v * 2^b, or v / 2^-b
+        BnPtr r = newBn();
+        b >= 0 ? BN_lshift(r.get(), v, b) : BN_rshift(r.get(), v, -b);
+        return r;
+    }
+    static BnPtr below(const BIGNUM* limit) {  // in [0, limit)
+        BnPtr r = newBn();
+        if (!BN_is_zero(limit)) BN_pseudo_rand_range(r.get(), limit);
+        return r;
+    }
+    BnPtr scalar() const {
+        BnPtr r = below(n);
+        if (BN_is_zero(r.get())) BN_one(r.get());
+        return r;
+    }
+    BnPtr op(const BIGNUM* a, const BIGNUM* b, char how) const {
+        BnPtr r = newBn();
+        how == '*' ? BN_mod_mul(r.get(), a, b, n, ctx)
+                   : how == '+' ? BN_mod_add(r.get(), a, b, n, ctx) : BN_mod_sub(r.get(), a, b, n, ctx);
+        return r;
+    }
+    void add(std::string label, const BnPtr& c, const BnPtr& u1, const BnPtr& u2) {
+        cases.push_back(Case{std::move(label), dup(c.get()), dup(u1.get()), dup(u2.get())});
+    }
+    static BnPtr withLow(const BIGNUM* high, int b) {  // high*2^b + random bits below
+        BnPtr u = shifted(high, b);
+        BN_add(u.get(), u.get(), below(shifted(word(1).get(), b).get()).get());
+        return u;
+    }
+    // u = (H*2^w + digit)*2^b + low. Before the digits at bit b join, a chain reading w bits at
+    // a time holds 2^w*(H1 + c*H2) * 2^b*G; c = (sign*d1 - 2^w*H1) / (2^w*H2 - sign*d2) makes
+    // that sum sign*(d1*G + d2*Q), the entry about to be added (2-bit Shamir tables at w = 2
+    // and even b; other widths and positions land on wNAF and comb tables).
+    void meet(int b, int w, unsigned d1, unsigned d2, int sign) {
+        BnPtr limit = shifted(n, -(b + w)), c = newBn();
+        if (BN_is_zero(limit.get())) return;
+        BnPtr h1 = below(limit.get()), h2 = below(limit.get()), sd1 = word(d1), sd2 = word(d2);
+        if (BN_is_zero(h1.get()) && BN_is_zero(h2.get())) BN_one(h1.get());
+        BN_set_negative(sd1.get(), sign < 0);
+        BN_set_negative(sd2.get(), sign < 0);
+        BnPtr num = op(sd1.get(), shifted(h1.get(), w).get(), '-'), den = op(shifted(h2.get(), w).get(), sd2.get(), '-');
+        if (BN_is_zero(num.get()) || !BN_mod_inverse(c.get(), den.get(), n, ctx)) return;
+        BN_lshift(h1.get(), h1.get(), w);
+        BN_lshift(h2.get(), h2.get(), w);
+        BN_add_word(h1.get(), d1);
+        BN_add_word(h2.get(), d2);
+        add("meet b=" + std::to_string(b) + " w=" + std::to_string(w) + " sign=" + std::to_string(sign),
+            op(num.get(), c.get(), '*'), withLow(h1.get(), b), withLow(h2.get(), b));
+    }
+    std::vector<Case> make() {
+        const int even = (bits - 4) / 2, top = (bits - 4) & ~1;
+        for (int k = 0; k < 16; ++k) {
+            const int m = k < 4 ? k : k < 8 ? even - (k - 4) : std::rand() % even;
+            meet(2 * m, 2, unsigned(std::rand() % 4), 1 + unsigned(std::rand() % 3), k % 2 ? -1 : 1);
+        }
+        for (int k = 0; k < 8; ++k) {
+            const int w = 1 + std::rand() % 5;
+            meet(std::rand() % (bits - w - 1), w, 1 + 2 * unsigned(std::rand() % (1 << (w - 1))),
+                 1 + 2 * unsigned(std::rand() % (1 << (w - 1))), k % 2 ? -1 : 1);
+        }
+        BnPtr minusOne = op(word(0).get(), word(1).get(), '-');
+        add("Q=G", word(1), scalar(), scalar());
+        add("Q=-G", minusOne, scalar(), scalar());
+        add("Q=2G", word(2), scalar(), scalar());
+        // The top digits given, on the 2-bit window grid: 4G met at the second window, or equal digits.
+        add("Q=G, 4G met", word(1), withLow(word(5).get(), top), withLow(word(3).get(), top));
+        add("Q=2G, 4G met", word(2), withLow(word(4).get(), top), withLow(word(2).get(), top));
+        add("Q=-G, equal top digits", minusOne, withLow(word(7).get(), top), withLow(word(7).get(), top));
+        for (int k = 0; k < 2; ++k) {
+            BnPtr c = scalar(), u2 = scalar(), cu2 = op(c.get(), u2.get(), '*');
+            BnPtr neg = op(word(0).get(), cu2.get(), '-'), small = word(1 + static_cast<BN_ULONG>(std::rand() % 16));
+            add("u1*G == u2*Q", c, cu2, u2);
+            add("u1*G == -u2*Q", c, neg, u2);
+            add("u1 = c*u2 + small", c, op(cu2.get(), small.get(), '+'), u2);
+            add("u1 = -c*u2 + small", c, op(neg.get(), small.get(), '+'), u2);
+        }
+        const int k = bits / 2 + std::rand() % (bits / 2 - 1);  // long runs of equal bits
+        BnPtr ones = shifted(word(1).get(), k);
+        BN_sub_word(ones.get(), 1);
+        add("u2 = 2^k - 1", scalar(), scalar(), ones);
+        add("u1 = 2^k - 1", scalar(), ones, scalar());
+        add("u2 = (2^k - 1) * 2^j", scalar(), scalar(), shifted(ones.get(), bits - 1 - k));
+        add("u1 = u2 = 1", scalar(), word(1), word(1));
+        add("u1 = u2 = n - 1", scalar(), minusOne, minusOne);
+        add("random", scalar(), scalar(), scalar());
+        return std::move(cases);
+    }
+
+    const BIGNUM* n;
+    BN_CTX* ctx;
+    int bits;
+    std::vector<Case> cases;
+};
+
+TEST(OpenSslDifferential, VerificationCornerCasesGetOpenSslsVerdict) {
+    for (int i = 0; i < kNamedCurveCount; ++i) {
+        const Curve c(i);
+        std::srand(static_cast<unsigned>(kSeed) + static_cast<unsigned>(i));
+        int checked = 0;
+        for (const Case& tc : CaseMaker(c).make()) {
+            SCOPED_TRACE(std::string(c.name) + ": " + tc.label);
+            PointPtr Q(EC_POINT_new(c.group.get()), EC_POINT_free);
+            ASSERT_EQ(EC_POINT_mul(c.group.get(), Q.get(), tc.c.get(), nullptr, nullptr, c.ctx.get()), 1);
+            PointPtr R(EC_POINT_new(c.group.get()), EC_POINT_free);
+            EC_POINT_mul(c.group.get(), R.get(), tc.u1.get(), Q.get(), tc.u2.get(), c.ctx.get());
+            const bool atInfinity = EC_POINT_is_at_infinity(c.group.get(), R.get()) == 1;
+            BnPtr r = newBn(), s = newBn(), e = newBn();
+            if (atInfinity) BN_pseudo_rand_range(r.get(), c.n);  // no R: any r is wrong
+            else EC_POINT_get_affine_coordinates(c.group.get(), R.get(), r.get(), nullptr, c.ctx.get());
+            r = c.mod(r.get());
+            if (BN_is_zero(r.get()) || !BN_mod_inverse(s.get(), tc.u2.get(), c.n, c.ctx.get())) continue;
+            BN_mod_mul(s.get(), s.get(), r.get(), c.n, c.ctx.get());      // r/s = u2
+            BN_mod_mul(e.get(), tc.u1.get(), s.get(), c.n, c.ctx.get());  // e/s = u1
+            EcKeyPtr ec(EC_KEY_new_by_curve_name(nidOf(c.name)), EC_KEY_free);
+            EC_KEY_set_public_key(ec.get(), Q.get());
+            const bool theirs = c.theyVerify(c.theirDigest(e.get()), r.get(), s.get(), ec.get());
+            EXPECT_EQ(theirs, !atInfinity) << "the case is not what it claims";
+
+            EccKey key;
+            LogBase log;
+            ASSERT_TRUE(generated(key, c.name, tc.c.get(), log)) << log.render();
+            const Bytes der = i2d(r.get(), s.get()), digest = padded(e.get(), c.fb);
+            bool valid = false;
+            const bool ran = key.eccVerifyHash(der.data(), unsigned(der.size()), false, digest.data(), unsigned(c.fb),
+                                               valid, log, 0);
+            EXPECT_EQ(ran && valid, theirs) << "ran=" << ran << "\n" << log.render();
+            ++checked;
+        }
+        EXPECT_GE(checked, 25) << c.name;
+    }
+}
+
+}  // namespace
+}  // namespace vn
