@@ -22,6 +22,7 @@
 #include "host/Hash.h"
 #include "host/JsonObject.h"
 #include "host/Pem.h"
+#include "host/SshMessage.h"
 #include "host/Xml.h"
 #include "support/openssl_oracle.h"
 
@@ -98,6 +99,19 @@ bool hasTemplate(const std::string& curve) {
     return curve == "secp256r1" || curve == "secp384r1" || curve == "secp521r1" || curve == "secp256k1";
 }
 
+// One key holds the other's: same group, point, and scalar when one is expected.
+AssertionResult same(const EC_KEY* ref, const EC_KEY* got, bool priv) {
+    const EC_GROUP* g = EC_KEY_get0_group(ref);
+    if (got == nullptr) return AssertionFailure() << "OpenSSL does not parse it";
+    if (EC_GROUP_cmp(EC_KEY_get0_group(got), g, nullptr) != 0) return AssertionFailure() << "other group";
+    const EC_POINT* q = EC_KEY_get0_public_key(got);
+    if (q == nullptr || EC_POINT_cmp(g, q, EC_KEY_get0_public_key(ref), nullptr) != 0)
+        return AssertionFailure() << "other point";
+    if (priv && BN_cmp(EC_KEY_get0_private_key(got), EC_KEY_get0_private_key(ref)) != 0)
+        return AssertionFailure() << "other scalar";
+    return AssertionSuccess();
+}
+
 // OpenSSL's side of one of our keys, and the pieces the expected texts are made of.
 struct Ref {
     Ref(EccKey& key, bool option) : ec(ts::toOpenSslKey(key)), withPub(option) {
@@ -124,27 +138,19 @@ struct Ref {
         LogNull quiet;
         key.toPublicKeyDer_longFmt(ours, quiet);
         ourExplicit = str(ours);
+        std::string mpiBytes(static_cast<std::size_t>(BN_bn2mpi(EC_KEY_get0_private_key(ec.get()), nullptr)), '\0');
+        BN_bn2mpi(EC_KEY_get0_private_key(ec.get()), reinterpret_cast<unsigned char*>(&mpiBytes[0]));
+        mpi = mpiBytes;
         blob = sshString("ecdsa-sha2-" + sshId) + sshString(sshId) + sshString(point);
     }
-    // OpenSSL's parse holds this key: same group, point, and scalar when one is expected.
-    AssertionResult holds(EC_KEY* parsed, bool priv) const {
-        const EC_GROUP* g = EC_KEY_get0_group(ec.get());
-        if (parsed == nullptr) return AssertionFailure() << "OpenSSL does not parse it";
-        if (EC_GROUP_cmp(EC_KEY_get0_group(parsed), g, nullptr) != 0) return AssertionFailure() << "other group";
-        const EC_POINT* q = EC_KEY_get0_public_key(parsed);
-        if (q == nullptr || EC_POINT_cmp(g, q, EC_KEY_get0_public_key(ec.get()), nullptr) != 0)
-            return AssertionFailure() << "other point";
-        if (priv && BN_cmp(EC_KEY_get0_private_key(parsed), EC_KEY_get0_private_key(ec.get())) != 0)
-            return AssertionFailure() << "other scalar";
-        return AssertionSuccess();
-    }
+    AssertionResult holds(EC_KEY* parsed, bool priv) const { return same(ec.get(), parsed, priv); }
     AssertionResult holds(EVP_PKEY* pkey, bool priv) const {
         ts::EcKeyPtr k(pkey != nullptr ? EVP_PKEY_get1_EC_KEY(pkey) : nullptr, EC_KEY_free);
         return holds(k.get(), priv);
     }
     ts::EcKeyPtr ec;
     bool withPub;
-    std::string name, oid, sshId, crv, X, Y, K, point, sec1, spki, blob, ourExplicit;
+    std::string name, oid, sshId, crv, X, Y, K, point, sec1, spki, blob, ourExplicit, mpi;
     int fieldBytes, orderBytes;
 };
 
@@ -185,6 +191,15 @@ bool readXml(EccKey& into, const std::string& out, const EccKey&, LogBase& log) 
 bool readPoint(EccKey& into, const std::string& point, const EccKey& orig, LogBase& log) {
     DataBuffer d;
     return into.loadEcPubKeyByCurveAndPoint(orig.m_curve.name.getString(), db(point, d), log);
+}
+bool readPutty(EccKey& into, const std::string& out, const EccKey& orig, LogBase& log) {
+    const char* curve = orig.m_curve.name.getString();
+    DataBuffer blob, point, none;
+    EccKey pub;
+    bool ok = orig.m_pubPoint.exportEccPoint(orig.m_curve.fieldBytes, point, log) &&
+              into.loadPrivateFromPuttySsh(curve, point, db(out, blob), log) && blob.isSecure();
+    // An empty blob gives the public key.
+    return ok && pub.loadPrivateFromPuttySsh(curve, point, none, log) && pub.m_keyType == 0 && pub.isPoint(log);
 }
 AssertionResult derPrivate(const Ref& r, const std::string& der) {
     const unsigned char* p = reinterpret_cast<const unsigned char*>(der.data());
@@ -347,6 +362,25 @@ std::vector<Form> forms() {
                                                1 + 2 * static_cast<std::size_t>(orig.m_curve.fieldBytes)),
                               orig, log);
          }},
+        // PuTTY's private blob is k as an mpint; an OpenSSH section is longer and names the key
+        // type first. Either way the point comes separately and the blob is marked secret.
+        {"putty-mpint", true, false, false,
+         [](EccKey& k, Io& o, LogBase&) {
+             DataBuffer body;
+             o.der.clear();
+             o.der.setSecure(true);  // made here, not by the library
+             return BigNum::mpint_to_ssh_db(k.m_k, body) == MP_OKAY && SshMessage::pack_db(body, o.der);
+         },
+         [](const Ref& r) { return r.mpi; }, nullptr, readPutty},
+        {"openssh-section", true, false, false,
+         [](EccKey& k, Io& o, LogBase& l) {
+             DataBuffer body, point;
+             o.der.clear();
+             o.der.setSecure(true);  // made here, not by the library
+             return BigNum::mpint_to_ssh_db(k.m_k, body) == MP_OKAY && k.puttyPublicKeyBlob(o.der, l) &&
+                    SshMessage::pack_db(body, o.der) && o.der.append("\0\0\0\1c", 5);
+         },
+         [](const Ref& r) { return r.blob + r.mpi + std::string("\0\0\0\1c", 5); }, nullptr, readPutty},
     };
 }
 
@@ -360,7 +394,10 @@ AssertionResult sameKey(const EccKey& got, const EccKey& want, bool priv) {
     return AssertionSuccess();
 }
 
-// Keys from a fixed seed: a random scalar, the generator (k = 1) and a scalar whose top byte is zero.
+// Keys from a fixed seed: a random scalar, the generator (k = 1), a scalar whose top byte is zero,
+// and the smallest scalar whose x has a zero top byte (every writer must keep the width).
+int width_of(const EC_GROUP* g) { return (EC_GROUP_get_degree(g) + 7) / 8; }
+
 std::vector<std::string> scalarsFor(const char* curve, std::mt19937_64& rng) {
     ts::GroupPtr g(EC_GROUP_new_by_curve_name(ts::nidOf(curve)), EC_GROUP_free);
     const int width = BN_num_bytes(EC_GROUP_get0_order(g.get()));
@@ -378,6 +415,17 @@ std::vector<std::string> scalarsFor(const char* curve, std::mt19937_64& rng) {
         out.push_back(h);
         OPENSSL_free(h);
     }
+    ts::PointPtr q(EC_POINT_new(g.get()), EC_POINT_free);
+    ts::BnPtr k = ts::newBn(), x = ts::newBn();
+    for (BN_set_word(k.get(), 2); BN_num_bytes(x.get()) == 0 || BN_num_bytes(x.get()) == width_of(g.get());
+         BN_add_word(k.get(), 1)) {
+        EC_POINT_mul(g.get(), q.get(), k.get(), nullptr, nullptr, nullptr);
+        EC_POINT_get_affine_coordinates(g.get(), q.get(), x.get(), nullptr, nullptr);
+    }
+    BN_sub_word(k.get(), 1);
+    char* h = BN_bn2hex(k.get());
+    out.push_back(h);
+    OPENSSL_free(h);
     return out;
 }
 
