@@ -473,5 +473,210 @@ TEST(Forms, EveryFormOnEveryCurveAgainstOpenSsl) {
     }
 }
 
+// True when the logged error lines hold these, in this order (others may come between).
+bool inOrder(const LogBase& log, const std::vector<std::string>& lines) {
+    std::size_t at = 0;
+    for (const std::string& e : log.errors()) at += at < lines.size() && e == lines[at];
+    return at == lines.size();
+}
+
+// What OpenSSL writes loads here as the same key; explicit parameters only on the four curves
+// with a template; compressed points and a SEC1 without its curve never. A refusal leaves
+// nothing of the private key loaded before.
+TEST(Forms, OpenSslWrittenKeysLoad) {
+    EccKey before;
+    LogNull quiet;
+    ASSERT_TRUE(before.generateNewKey2(StringBuffer("secp256r1"), "1234", "hex", quiet));
+    const point_conversion_form_t U = POINT_CONVERSION_UNCOMPRESSED, C = POINT_CONVERSION_COMPRESSED;
+    for (int c = 0; c < kNamedCurveCount; ++c) {
+        const std::string curve = namedCurveAt(c).name;
+        ts::EcKeyPtr ec(EC_KEY_new_by_curve_name(ts::nidOf(curve.c_str())), EC_KEY_free);
+        ASSERT_EQ(EC_KEY_generate_key(ec.get()), 1);
+        auto enc = [&](unsigned flags, int asn1, point_conversion_form_t form, bool priv) {
+            EC_KEY_set_enc_flags(ec.get(), flags);
+            EC_KEY_set_asn1_flag(ec.get(), asn1);
+            EC_KEY_set_conv_form(ec.get(), form);
+            return i2d([&](unsigned char** p) { return priv ? i2d_ECPrivateKey(ec.get(), p) : i2d_EC_PUBKEY(ec.get(), p); });
+        };
+        EvpPtr pkey(EVP_PKEY_new(), EVP_PKEY_free);
+        EVP_PKEY_set1_EC_KEY(pkey.get(), ec.get());
+        PKCS8_PRIV_KEY_INFO* info = EVP_PKEY2PKCS8(pkey.get());
+        const std::string p8 = i2d([&](unsigned char** p) { return i2d_PKCS8_PRIV_KEY_INFO(info, p); });
+        PKCS8_PRIV_KEY_INFO_free(info);
+        const int named = OPENSSL_EC_NAMED_CURVE, expl = OPENSSL_EC_EXPLICIT_CURVE;
+        struct Row {
+            const char* what;
+            std::string der;
+            int keyType;  // -1: refused with these lines
+            std::vector<std::string> lines;
+        } rows[] = {
+            {"SEC1", enc(0, named, U, true), 1, {}},
+            {"SEC1 without the point", enc(EC_PKEY_NO_PUBKEY, named, U, true), 1, {}},
+            {"PKCS#8", p8, 1, {}},
+            {"SPKI", enc(0, named, U, false), 0, {}},
+            {"SPKI explicit", enc(0, expl, U, false), hasTemplate(curve) ? 0 : -1,
+             {"Failed to parse AlgorithmIdentifier", "Invalid ASN.1 for ECC key."}},
+            {"SPKI compressed", enc(0, named, C, false), -1,
+             {"First byte of ECC point is invalid.", "Invalid ANSI X9.63 ECC point.", "Failed to load ECC point."}},
+            {"SPKI explicit compressed", enc(0, expl, C, false), -1, {"Failed to parse AlgorithmIdentifier"}},
+            {"SEC1 without the curve", enc(EC_PKEY_NO_PARAMETERS, named, U, true), -1,
+             {"curve OID not found.", "Invalid ASN.1 for ECC private key."}},
+        };
+        for (const Row& r : rows) {
+            SCOPED_TRACE(curve + " " + r.what);
+            EccKey key;
+            key.copyFromEccKey(before);
+            LogBase log;
+            DataBuffer d;
+            ASSERT_EQ(key.loadEccDer(db(r.der, d), log), r.keyType >= 0) << log.render();
+            EXPECT_EQ(key.m_keyType, r.keyType < 0 ? 0 : r.keyType);
+            if (r.keyType < 0) {
+                EXPECT_TRUE(inOrder(log, r.lines)) << log.render();
+                EXPECT_TRUE(key.m_k.isZero());
+                continue;
+            }
+            EXPECT_EQ(key.m_curve.name.getString(), curve);
+            EXPECT_TRUE(same(ec.get(), ts::toOpenSslKey(key).get(), r.keyType == 1));
+        }
+    }
+}
+
+// What a writer leaves in the caller's output when it cannot write: a public-only key asked for
+// a private form, or a point no exporter takes (a coordinate wider than any field).
+TEST(Forms, OutputWhenAWriterCannotWrite) {
+    using Call = std::function<bool(EccKey&, Io&, LogBase&)>;
+    struct Row {
+        const char* what;
+        bool badPoint;
+        Call call;
+        const char* line;  // the last error line; null: none
+        const char* text;  // the text after: "sentinel" kept, "" cleared; null: not written
+        int derSize;       // the bytes after: 1 kept, 0 emptied, 2 the 04 appended; -1 not checked
+    } rows[] = {
+        {"sec1", false, [](EccKey& k, Io& o, LogBase& l) { return k.toEccPkcs1PrivateKeyDer(o.der, l); }, "k is empty", nullptr, 0},
+        {"pkcs11", false, [](EccKey& k, Io& o, LogBase& l) { return k.toEccPkcs1PrivateKeyDer_forPkcs11(o.der, l); }, "k is empty", nullptr, 0},
+        {"pkcs8", false, [](EccKey& k, Io& o, LogBase& l) { return k.toEccPkcs8PrivateKeyDer(o.der, l); }, "Not a private key.", nullptr, 0},
+        {"pem-sec1", false, [](EccKey& k, Io& o, LogBase& l) { return k.toEccPrivateKeyPem(true, o.text, l); }, "k is empty", "sentinel", -1},
+        {"pem-pkcs8", false, [](EccKey& k, Io& o, LogBase& l) { return k.toEccPrivateKeyPem(false, o.text, l); }, "Not a private key.", "sentinel", -1},
+        {"xml", false, [](EccKey& k, Io& o, LogBase& l) { return k.toEccPrivateKeyXml(o.text, l); }, "k is empty", "", -1},
+        {"spki", true, [](EccKey& k, Io& o, LogBase& l) { return k.toPublicKeyDer_shortFmt(o.der, l); }, nullptr, nullptr, 0},
+        {"spki-explicit", true, [](EccKey& k, Io& o, LogBase& l) { return k.toPublicKeyDer_longFmt(o.der, l); }, nullptr, nullptr, 0},
+        {"pem-spki", true, [](EccKey& k, Io& o, LogBase& l) { return k.toEccPublicKeyPem(true, o.text, l); }, nullptr, "sentinel", -1},
+        {"xml-public", true, [](EccKey& k, Io& o, LogBase& l) { return k.toEccPublicKeyXml(o.text, l); }, nullptr, "", -1},
+        {"x963", true, [](EccKey& k, Io& o, LogBase& l) { return k.exportEccPoint(o.der, l); }, nullptr, nullptr, 2},
+        {"ssh-blob", true, [](EccKey& k, Io& o, LogBase& l) { return k.puttyPublicKeyBlob(o.der, l); }, nullptr, nullptr, -1},
+        {"fingerprint", true, [](EccKey& k, Io& o, LogBase& l) { return k.calc_fingerprint(o.text, l); }, nullptr, "sentinel", -1},
+        {"fingerprint-digest", true, [](EccKey& k, Io& o, LogBase& l) { return k.calc_fingerprint_digest(_vnHash::MD5, o.der, l); }, nullptr, nullptr, 0},
+    };
+    for (const Row& r : rows) {
+        SCOPED_TRACE(r.what);
+        EccKey key;
+        LogBase log;
+        ASSERT_TRUE(key.generateNewKey2(StringBuffer("secp256r1"), "05", "hex", log));
+        if (r.badPoint) {
+            ASSERT_TRUE(BigNum::mp_read_radix(key.m_pubPoint.x, ("1" + std::string(600, '0')).c_str(), 16));
+        } else {
+            key.m_keyType = 0;
+            BigNum::mp_zero(key.m_k);
+        }
+        Io io;
+        io.der.append("\x55", 1);
+        io.text.setString("sentinel");
+        EXPECT_FALSE(r.call(key, io, log));
+        std::vector<std::string> errors = log.errors();
+        EXPECT_EQ(errors.empty() ? "" : errors.back(), r.line ? r.line : "") << log.render();
+        EXPECT_STREQ(io.text.getString(), r.text ? r.text : "sentinel");
+        EXPECT_TRUE(r.derSize < 0 || io.der.getSize() == unsigned(r.derSize)) << io.der.getSize();
+    }
+}
+
+TEST(Forms, StateAfterLoading) {
+    LogBase log;
+    // The stored point is taken as it stands, not recomputed from k.
+    ts::EcKeyPtr a(EC_KEY_new_by_curve_name(NID_X9_62_prime256v1), EC_KEY_free), b(EC_KEY_dup(a.get()), EC_KEY_free);
+    EC_KEY_generate_key(a.get());
+    EC_KEY_generate_key(b.get());
+    ts::EcKeyPtr mixed(EC_KEY_dup(a.get()), EC_KEY_free);
+    EC_KEY_set_public_key(mixed.get(), EC_KEY_get0_public_key(b.get()));
+    const std::string mixedDer = i2d([&](unsigned char** p) { return i2d_ECPrivateKey(mixed.get(), p); });
+    EccKey key;
+    DataBuffer d;
+    ASSERT_TRUE(key.loadEccDer(db(mixedDer, d), log)) << log.render();
+    EXPECT_TRUE(same(mixed.get(), ts::toOpenSslKey(key).get(), true));
+
+    // PKCS#8 attributes are kept, written back, and gone after the next load.
+    const std::string p256 = "\x06\x08\x2A\x86\x48\xCE\x3D\x03\x01\x07";
+    const std::string k = tlv(0x04, std::string(32, '\x11'));
+    const std::string attributes = tlv(0xA0, tlv(0x30, p256 + tlv(0x31, std::string("\x05\x00", 2))));
+    auto pkcs8 = [&](const std::string& sec1, const std::string& more) {
+        return tlv(0x30, std::string("\x02\x01\x00", 3) + tlv(0x30, kEcPublicKeyOid + p256) + tlv(0x04, sec1) + more);
+    };
+    const std::string v1 = std::string("\x02\x01\x01", 3);
+    d.clear();
+    ASSERT_TRUE(key.loadEccDer(db(pkcs8(tlv(0x30, v1 + k), attributes), d), log)) << log.render();
+    EXPECT_EQ(str(key.m_pkcs8Attributes), attributes);
+    DataBuffer written;
+    ASSERT_TRUE(key.toEccPkcs8PrivateKeyDer(written, log));
+    EXPECT_EQ(str(written).substr(written.getSize() - attributes.size()), attributes);
+    // An unknown curve inside the SEC1 gives way to the PKCS#8 one.
+    d.clear();
+    ASSERT_TRUE(key.loadEccDer(db(pkcs8(tlv(0x30, v1 + k + tlv(0xA0, "\x06\x03\x2A\x03\x04")), ""), d), log))
+        << log.render();
+    EXPECT_EQ(key.m_pkcs8Attributes.getSize(), 0u);
+    EXPECT_STREQ(key.m_curve.name.getString(), "secp256r1");
+
+    // A SEC1 without the point: said as an error line though it is none, then computed.
+    LogBase verbose;
+    verbose.m_verbose = true;
+    d.clear();
+    ASSERT_TRUE(key.loadEccDer(db(tlv(0x30, v1 + k + tlv(0xA0, p256)), d), verbose));
+    EXPECT_EQ(verbose.errors(), std::vector<std::string>{"No public key bits found (this is not an error)"});
+    std::vector<std::string> infos;
+    for (const LogBase::Entry& e : verbose.entries()) {
+        if (e.kind == LogBase::Kind::Info) infos.push_back(e.text);
+    }
+    EXPECT_TRUE(infos.size() >= 2 && infos[infos.size() - 2] == "computing the public key..." &&
+                infos.back() == "ECC parsing success.")
+        << verbose.render();
+
+    // A private SSH blob is read as an OpenSSH section only when it is long enough and its first
+    // word could be a key type's length: a 36-byte P-256 mpint and a 70-byte P-521 one are k.
+    for (const char* curve : {"secp256r1", "secp521r1"}) {
+        EccKey src;
+        const std::string kHex = curve[4] == '2' ? "7F" + std::string(62, '0') : "01" + std::string(130, '3');
+        ASSERT_TRUE(src.generateNewKey2(StringBuffer(curve), kHex.c_str(), "hex", log));
+        DataBuffer point, body, blob;
+        ASSERT_TRUE(src.exportEccPoint(point, log));
+        ASSERT_EQ(BigNum::mpint_to_ssh_db(src.m_k, body), MP_OKAY);
+        SshMessage::pack_db(body, blob);
+        EXPECT_EQ(blob.getSize(), curve[4] == '2' ? 36u : 70u);
+        EccKey back;
+        ASSERT_TRUE(back.loadPrivateFromPuttySsh(curve, point, blob, log)) << log.render();
+        EXPECT_EQ(BigNum::mp_cmp(back.m_k, src.m_k), 0) << curve;
+    }
+}
+
+// Known answers of the JWK writer: the P-256 generator; a public-only key writes d = 0 as wide as
+// the order; a k wider than the order is written whole.
+TEST(Forms, JwkKnownAnswers) {
+    EccKey key;
+    LogBase log;
+    ASSERT_TRUE(key.generateNewKey2(StringBuffer("P-256"), "01", "hex", log));
+    const std::string xy = "\"x\":\"axfR8uEsQkf4vOblY6RA8ncDfYEt6zOg9KE5RdiYwpY\",\"y\":\"T-NC4v4af5uO5-tKfA-eFivOM1drMV7Oy7ZAaDe_UfU\"";
+    StringBuffer out("stale");
+    ASSERT_TRUE(key.toEccPrivateKeyJwk(out, log));
+    EXPECT_EQ(out.getString(), "{\"kty\":\"EC\",\"crv\":\"P-256\"," + xy + ",\"d\":\"" + std::string(42, 'A') + "E\"}");
+    ASSERT_TRUE(key.toEccPublicKeyJwk(out, true, log));
+    EXPECT_EQ(out.getString(), "{\"crv\":\"P-256\",\"kty\":\"EC\"," + xy + "}");
+    key.m_keyType = 0;
+    BigNum::mp_zero(key.m_k);
+    ASSERT_TRUE(key.toEccPrivateKeyJwk(out, log));
+    EXPECT_EQ(out.getString(), "{\"kty\":\"EC\",\"crv\":\"P-256\"," + xy + ",\"d\":\"" + std::string(43, 'A') + "\"}");
+    const unsigned char wide[33] = {0x01, 0x02};
+    ASSERT_TRUE(BigNum::mpint_from_bytes(key.m_k, wide, sizeof wide));
+    ASSERT_TRUE(key.toEccPrivateKeyJwk(out, log));
+    EXPECT_NE(std::string(out.getString()).find(",\"d\":\"" + b64(std::string(reinterpret_cast<const char*>(wide), 33), true) + "\"}"), std::string::npos);
+}
+
 }  // namespace
 }  // namespace vn
