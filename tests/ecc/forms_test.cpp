@@ -1,0 +1,656 @@
+// Every key form on every curve: written here, checked against OpenSSL's libcrypto (the very
+// bytes where OpenSSL writes the same structure, its parse otherwise), and read back here; the
+// forms OpenSSL writes load here; and what each writer leaves in the caller's output when it
+// cannot write.
+
+#include <gtest/gtest.h>
+#include <openssl/bio.h>
+#include <openssl/evp.h>
+#include <openssl/pem.h>
+#include <openssl/x509.h>
+
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "ecc/EccKey.h"
+#include "ecc/curves/NamedCurves.h"
+#include "host/BigNum.h"
+#include "host/Hash.h"
+#include "host/JsonObject.h"
+#include "host/Pem.h"
+#include "host/SshMessage.h"
+#include "host/Xml.h"
+#include "support/openssl_oracle.h"
+
+namespace vn {
+namespace {
+
+namespace ts = testing_support;
+using ::testing::AssertionFailure;
+using ::testing::AssertionResult;
+using ::testing::AssertionSuccess;
+using EvpPtr = std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)>;
+
+std::string str(const DataBuffer& d) { return std::string(reinterpret_cast<const char*>(d.getData2()), d.getSize()); }
+DataBuffer& db(const std::string& s, DataBuffer& d) {
+    d.append(s.data(), static_cast<unsigned>(s.size()));
+    return d;
+}
+std::string b64(const std::string& s, bool url = false) {
+    std::string out(4 * ((s.size() + 2) / 3) + 1, '\0');
+    out.resize(static_cast<std::size_t>(EVP_EncodeBlock(reinterpret_cast<unsigned char*>(&out[0]),
+                               reinterpret_cast<const unsigned char*>(s.data()), static_cast<int>(s.size()))));
+    if (!url) return out;
+    while (!out.empty() && out.back() == '=') out.pop_back();
+    for (char& c : out) c = c == '+' ? '-' : c == '/' ? '_' : c;
+    return out;
+}
+std::string hex(const std::string& s, bool upper, const char* sep = "") {
+    std::string out;
+    for (std::size_t i = 0; i < s.size(); ++i) {
+        char two[3];
+        std::snprintf(two, sizeof two, upper ? "%02X" : "%02x", static_cast<unsigned char>(s[i]));
+        out += (i > 0 ? sep : "") + std::string(two);
+    }
+    return out;
+}
+std::string tlv(unsigned char tag, const std::string& content) {
+    std::string out(1, static_cast<char>(tag));
+    std::size_t n = content.size();
+    if (n >= 0x100) {
+        out += {'\x82', static_cast<char>(n >> 8)};
+    } else if (n >= 0x80) {
+        out += '\x81';
+    }
+    return out + static_cast<char>(n & 0xFF) + content;
+}
+std::string sshString(const std::string& s) {
+    std::string len = {0, 0, static_cast<char>(s.size() >> 8), static_cast<char>(s.size() & 0xFF)};
+    return len + s;
+}
+std::string digest(const char* md, const std::string& data) {
+    unsigned char out[EVP_MAX_MD_SIZE];
+    unsigned n = 0;
+    EVP_Digest(data.data(), data.size(), out, &n, EVP_get_digestbyname(md), nullptr);
+    return std::string(reinterpret_cast<char*>(out), n);
+}
+template <typename I2d>
+std::string i2d(I2d&& f) {
+    unsigned char* der = nullptr;
+    int n = f(&der);
+    std::string out = n > 0 ? std::string(reinterpret_cast<char*>(der), static_cast<std::size_t>(n)) : "";
+    OPENSSL_free(der);
+    return out;
+}
+std::string pad(const BIGNUM* v, int width) {
+    std::string out(static_cast<std::size_t>(width), '\0');
+    BN_bn2binpad(v, reinterpret_cast<unsigned char*>(&out[0]), width);
+    return out;
+}
+
+const char kOption[] = "X,EMIT_ECC_PKCS1_PUBKEY";  // the option list is searched, not matched whole
+const std::string kEcPublicKeyOid = "\x06\x07\x2A\x86\x48\xCE\x3D\x02\x01";
+
+bool hasTemplate(const std::string& curve) {
+    return curve == "secp256r1" || curve == "secp384r1" || curve == "secp521r1" || curve == "secp256k1";
+}
+
+// One key holds the other's: same group, point, and scalar when one is expected.
+AssertionResult same(const EC_KEY* ref, const EC_KEY* got, bool priv) {
+    const EC_GROUP* g = EC_KEY_get0_group(ref);
+    if (got == nullptr) return AssertionFailure() << "OpenSSL does not parse it";
+    if (EC_GROUP_cmp(EC_KEY_get0_group(got), g, nullptr) != 0) return AssertionFailure() << "other group";
+    const EC_POINT* q = EC_KEY_get0_public_key(got);
+    if (q == nullptr || EC_POINT_cmp(g, q, EC_KEY_get0_public_key(ref), nullptr) != 0)
+        return AssertionFailure() << "other point";
+    if (priv && BN_cmp(EC_KEY_get0_private_key(got), EC_KEY_get0_private_key(ref)) != 0)
+        return AssertionFailure() << "other scalar";
+    return AssertionSuccess();
+}
+
+// OpenSSL's side of one of our keys, and the pieces the expected texts are made of.
+struct Ref {
+    Ref(EccKey& key, bool option) : ec(ts::toOpenSslKey(key)) {
+        const EC_GROUP* g = EC_KEY_get0_group(ec.get());
+        name = key.m_curve.name.getString();
+        fieldBytes = key.m_curve.fieldBytes;
+        orderBytes = BN_num_bytes(EC_GROUP_get0_order(g));
+        ts::BnPtr x = ts::newBn(), y = ts::newBn();
+        EC_POINT_get_affine_coordinates(g, EC_KEY_get0_public_key(ec.get()), x.get(), y.get(), nullptr);
+        X = pad(x.get(), fieldBytes);
+        Y = pad(y.get(), fieldBytes);
+        K = pad(EC_KEY_get0_private_key(ec.get()), orderBytes);
+        point = "\x04" + X + Y;
+        char text[80];
+        OBJ_obj2txt(text, sizeof text, OBJ_nid2obj(EC_GROUP_get_curve_name(g)), 1);
+        oid = text;
+        sshId = key.m_curve.puttyCurveName();
+        EC_KEY_set_enc_flags(ec.get(), option ? 0 : EC_PKEY_NO_PUBKEY);
+        sec1 = i2d([&](unsigned char** p) { return i2d_ECPrivateKey(ec.get(), p); });
+        EC_KEY_set_enc_flags(ec.get(), 0);
+        spki = i2d([&](unsigned char** p) { return i2d_EC_PUBKEY(ec.get(), p); });
+        crv = name == "secp256r1" ? "P-256" : name == "secp384r1" ? "P-384" : name == "secp521r1" ? "P-521" : name;
+        DataBuffer ours;
+        LogNull quiet;
+        key.toPublicKeyDer_longFmt(ours, quiet);
+        ourExplicit = str(ours);
+        std::string mpiBytes(static_cast<std::size_t>(BN_bn2mpi(EC_KEY_get0_private_key(ec.get()), nullptr)), '\0');
+        BN_bn2mpi(EC_KEY_get0_private_key(ec.get()), reinterpret_cast<unsigned char*>(&mpiBytes[0]));
+        mpi = mpiBytes;
+        xy = "\",\"x\":\"" + b64(X, true) + "\",\"y\":\"" + b64(Y, true) + "\"";
+        blob = sshString("ecdsa-sha2-" + sshId) + sshString(sshId) + sshString(point);
+    }
+    AssertionResult holds(EC_KEY* parsed, bool priv) const { return same(ec.get(), parsed, priv); }
+    AssertionResult holds(EVP_PKEY* pkey, bool priv) const {
+        ts::EcKeyPtr k(pkey != nullptr ? EVP_PKEY_get1_EC_KEY(pkey) : nullptr, EC_KEY_free);
+        return holds(k.get(), priv);
+    }
+    ts::EcKeyPtr ec;
+    std::string name, oid, sshId, crv, X, Y, K, point, sec1, spki, blob, ourExplicit, mpi, xy;
+    int fieldBytes, orderBytes;
+};
+
+// One written form: the writer's output, pre-filled with a sentinel to see replace or append.
+struct Io {
+    DataBuffer der;
+    StringBuffer text;
+};
+
+struct Form {
+    const char* name;
+    bool priv;     // carries the scalar
+    bool text;     // a StringBuffer output, else a DataBuffer
+    bool appends;  // the writer appends to the output instead of replacing it
+    std::function<bool(EccKey&, Io&, LogBase&)> write;
+    std::function<std::string(const Ref&)> expect;                  // exact output, or "" for parse only
+    std::function<AssertionResult(const Ref&, const std::string&)> openssl;  // OpenSSL's parse, or null
+    std::function<bool(EccKey&, const std::string&, const EccKey&, LogBase&)> read;
+};
+
+bool readDer(EccKey& into, const std::string& out, const EccKey&, LogBase& log) {
+    DataBuffer d;
+    return into.loadEccDer(db(out, d), log);
+}
+bool readPem(EccKey& into, const std::string& out, const EccKey&, LogBase& log) {
+    StringBuffer label;
+    DataBuffer d;
+    return PemReader::readFirst(out.c_str(), label, d, log) && into.loadEccDer(d, log);
+}
+bool readJwk(EccKey& into, const std::string& out, const EccKey&, LogBase& log) {
+    ClsJsonObject json;
+    return json.load(out.c_str(), log) && into.loadAnyJwk(json, log);
+}
+bool readXml(EccKey& into, const std::string& out, const EccKey&, LogBase& log) {
+    ClsXml xml;
+    return xml.loadXml(out.c_str(), log) && into.loadAnyXml(xml, log);
+}
+bool readPoint(EccKey& into, const std::string& point, const EccKey& orig, LogBase& log) {
+    DataBuffer d;
+    return into.loadEcPubKeyByCurveAndPoint(orig.m_curve.name.getString(), db(point, d), log);
+}
+bool readPutty(EccKey& into, const std::string& out, const EccKey& orig, LogBase& log) {
+    const char* curve = orig.m_curve.name.getString();
+    DataBuffer blob, point, none;
+    EccKey pub;
+    bool ok = orig.m_pubPoint.exportEccPoint(orig.m_curve.fieldBytes, point, log) &&
+              into.loadPrivateFromPuttySsh(curve, point, db(out, blob), log) && blob.isSecure();
+    // An empty blob gives the public key.
+    return ok && pub.loadPrivateFromPuttySsh(curve, point, none, log) && pub.m_keyType == 0 && pub.isPoint(log);
+}
+AssertionResult pem(const Ref& r, const std::string& text, bool priv) {
+    BIO* bio = BIO_new_mem_buf(text.data(), static_cast<int>(text.size()));
+    EvpPtr pkey(priv ? PEM_read_bio_PrivateKey(bio, nullptr, nullptr, nullptr)
+                     : PEM_read_bio_PUBKEY(bio, nullptr, nullptr, nullptr),
+                EVP_PKEY_free);
+    BIO_free(bio);
+    return r.holds(pkey.get(), priv);
+}
+// Explicit parameters: the curve's own domain and seed, not marked as a named curve; byte for
+// byte OpenSSL's where it writes the same field widths (not secp521r1's b, secp256k1's a and b).
+AssertionResult explicitSpki(const Ref& r, const std::string& der) {
+    if (!hasTemplate(r.name)) return der == r.spki ? AssertionSuccess() : AssertionFailure() << "not the short form";
+    const unsigned char* p = reinterpret_cast<const unsigned char*>(der.data());
+    ts::EcKeyPtr parsed(d2i_EC_PUBKEY(nullptr, &p, static_cast<long>(der.size())), EC_KEY_free);
+    AssertionResult same = r.holds(parsed.get(), false);
+    if (!same) return same;
+    const EC_GROUP* g = EC_KEY_get0_group(parsed.get()), *named = EC_KEY_get0_group(r.ec.get());
+    if ((EC_GROUP_get_asn1_flag(g) & OPENSSL_EC_NAMED_CURVE) != 0) return AssertionFailure() << "named, not explicit";
+    if (EC_GROUP_get_seed_len(g) != EC_GROUP_get_seed_len(named) ||
+        std::string(reinterpret_cast<const char*>(EC_GROUP_get0_seed(g)), EC_GROUP_get_seed_len(g)) !=
+            std::string(reinterpret_cast<const char*>(EC_GROUP_get0_seed(named)), EC_GROUP_get_seed_len(named)))
+        return AssertionFailure() << "other seed";
+    if (r.name != "secp256r1" && r.name != "secp384r1") return AssertionSuccess();
+    EC_KEY_set_asn1_flag(r.ec.get(), OPENSSL_EC_EXPLICIT_CURVE);
+    std::string theirs = i2d([&](unsigned char** q) { return i2d_EC_PUBKEY(r.ec.get(), q); });
+    EC_KEY_set_asn1_flag(r.ec.get(), OPENSSL_EC_NAMED_CURVE);
+    return der == theirs ? AssertionSuccess() : AssertionFailure() << "not OpenSSL's explicit form";
+}
+
+std::vector<Form> forms() {
+    return {
+        {"spki", false, false, false, [](EccKey& k, Io& o, LogBase& l) { return k.toPublicKeyDer_shortFmt(o.der, l); },
+         [](const Ref& r) { return r.spki; }, nullptr, readDer},
+        {"spki-explicit", false, false, false,
+         [](EccKey& k, Io& o, LogBase& l) { return k.toPublicKeyDer_longFmt(o.der, l); },
+         [](const Ref&) { return ""; }, explicitSpki, readDer},
+        {"sec1", true, false, false, [](EccKey& k, Io& o, LogBase& l) { return k.toEccPkcs1PrivateKeyDer(o.der, l); },
+         [](const Ref& r) { return r.sec1; }, nullptr, readDer},
+        {"pkcs8", true, false, false, [](EccKey& k, Io& o, LogBase& l) { return k.toEccPkcs8PrivateKeyDer(o.der, l); },
+         [](const Ref&) { return ""; },
+         [](const Ref& r, const std::string& der) {
+             const unsigned char* p = reinterpret_cast<const unsigned char*>(der.data());
+             PKCS8_PRIV_KEY_INFO* info = d2i_PKCS8_PRIV_KEY_INFO(nullptr, &p, static_cast<long>(der.size()));
+             EvpPtr pkey(info != nullptr ? EVP_PKCS82PKEY(info) : nullptr, EVP_PKEY_free);
+             PKCS8_PRIV_KEY_INFO_free(info);
+             return r.holds(pkey.get(), true);
+         },
+         readDer},
+        // No curve inside: it loads only within a PKCS#8 that names one; k is as wide as the order.
+        {"pkcs11", true, false, false,
+         [](EccKey& k, Io& o, LogBase& l) { return k.toEccPkcs1PrivateKeyDer_forPkcs11(o.der, l); },
+         [](const Ref& r) { return tlv(0x30, std::string("\x02\x01\x01", 3) + tlv(0x04, r.K)); }, nullptr,
+         [](EccKey& into, const std::string& out, const EccKey& orig, LogBase& log) {
+             std::string oid = i2d([&](unsigned char** p) {
+                 return i2d_ASN1_OBJECT(OBJ_nid2obj(ts::nidOf(orig.m_curve.name.getString())), p);
+             });
+             return readDer(into, tlv(0x30, std::string("\x02\x01\x00", 3) + tlv(0x30, kEcPublicKeyOid + oid) +
+                                                 tlv(0x04, out)),
+                            orig, log);
+         }},
+        {"pem-sec1", true, true, false, [](EccKey& k, Io& o, LogBase& l) { return k.toEccPrivateKeyPem(true, o.text, l); },
+         [](const Ref&) { return ""; }, [](const Ref& r, const std::string& t) { return pem(r, t, true); }, readPem},
+        {"pem-pkcs8", true, true, false,
+         [](EccKey& k, Io& o, LogBase& l) { return k.toEccPrivateKeyPem(false, o.text, l); },
+         [](const Ref&) { return ""; }, [](const Ref& r, const std::string& t) { return pem(r, t, true); }, readPem},
+        {"pem-spki", false, true, false, [](EccKey& k, Io& o, LogBase& l) { return k.toEccPublicKeyPem(true, o.text, l); },
+         [](const Ref&) { return ""; }, [](const Ref& r, const std::string& t) { return pem(r, t, false); }, readPem},
+        {"pem-spki-explicit", false, true, false,
+         [](EccKey& k, Io& o, LogBase& l) { return k.toEccPublicKeyPem(false, o.text, l); },
+         [](const Ref&) { return ""; }, [](const Ref& r, const std::string& t) { return pem(r, t, false); }, readPem},
+        // Members in a fixed order, coordinates field-wide and d order-wide.
+        {"jwk", true, true, false, [](EccKey& k, Io& o, LogBase& l) { return k.toEccPrivateKeyJwk(o.text, l); },
+         [](const Ref& r) { return "{\"kty\":\"EC\",\"crv\":\"" + r.crv + r.xy + ",\"d\":\"" + b64(r.K, true) + "\"}"; },
+         nullptr, readJwk},
+        {"jwk-public", false, true, false,
+         [](EccKey& k, Io& o, LogBase& l) { return k.toEccPublicKeyJwk(o.text, false, l); },
+         [](const Ref& r) { return "{\"kty\":\"EC\",\"crv\":\"" + r.crv + r.xy + "}"; }, nullptr, readJwk},
+        {"jwk-thumbprint", false, true, false,
+         [](EccKey& k, Io& o, LogBase& l) { return k.toEccPublicKeyJwk(o.text, true, l); },
+         [](const Ref& r) { return "{\"crv\":\"" + r.crv + "\",\"kty\":\"EC" + r.xy + "}"; }, nullptr, readJwk},
+        {"xml", true, true, false, [](EccKey& k, Io& o, LogBase& l) { return k.toEccPrivateKeyXml(o.text, l); },
+         [](const Ref& r) { return "<ECCKeyValue curve=\"" + r.name + "\">" + b64(r.sec1) + "</ECCKeyValue>"; },
+         nullptr, readXml},
+        // The content is our explicit SPKI, which its own row checks against OpenSSL.
+        {"xml-public", false, true, false, [](EccKey& k, Io& o, LogBase& l) { return k.toEccPublicKeyXml(o.text, l); },
+         [](const Ref& r) {
+             return "<ECCPublicKey curve=\"" + r.name + "\" x=\"" + hex(r.X, true) + "\" y=\"" + hex(r.Y, true) +
+                    "\">" + b64(r.ourExplicit) + "</ECCPublicKey>";
+         },
+         nullptr, readXml},
+        {"xml-dsig", false, true, false,
+         [](EccKey& k, Io& o, LogBase& l) { return k.toEccPublicKeyXmlDSig(o.text, l); },
+         [](const Ref& r) {
+             return "<ECKeyValue xmlns=\"http://www.w3.org/2009/xmldsig11#\"><NamedCurve URI=\"urn:oid:" + r.oid +
+                    "\" /><PublicKey>" + b64(r.point) + "</PublicKey></ECKeyValue>";
+         },
+         nullptr, readXml},
+        {"x963", false, false, true, [](EccKey& k, Io& o, LogBase& l) { return k.exportEccPoint(o.der, l); },
+         [](const Ref& r) { return r.point; }, nullptr, readPoint},
+        // Raw hex: the scalar field-wide, then the point, both lower case and appended.
+        {"raw-hex", true, true, true,
+         [](EccKey& k, Io& o, LogBase& l) {
+             StringBuffer pub;
+             return k.toRawHex(o.text, pub, l) && o.text.append("|") && o.text.append(pub);
+         },
+         [](const Ref& r) { return hex(r.K.substr(r.K.size() - static_cast<std::size_t>(r.fieldBytes)), false) + "|" + hex(r.point, false); },
+         nullptr,
+         [](EccKey& into, const std::string& out, const EccKey& orig, LogBase& log) {
+             const std::size_t bar = out.find('|');
+             DataBuffer point;
+             EccKey pub;
+             return point.appendEncoded(out.substr(bar + 1).c_str(), "hex") && readPoint(pub, str(point), orig, log) &&
+                    into.generateNewKey2(orig.m_curve.name, out.substr(0, bar).c_str(), "hex", log) &&
+                    BigNum::mp_cmp(pub.m_pubPoint.x, into.m_pubPoint.x) == 0;
+         }},
+        // The SSH blob replaces the output; its fingerprints are MD5 and SHA-256 of it.
+        {"ssh-blob", false, false, false,
+         [](EccKey& k, Io& o, LogBase& l) {
+             DataBuffer sha;
+             StringBuffer md5;
+             return k.puttyPublicKeyBlob(o.der, l) && k.calc_fingerprint(md5, l) &&
+                    k.calc_fingerprint_digest(_vnHash::SHA256, sha, l) && o.der.append("|", 1) && o.der.append(sha) &&
+                    o.der.append("|", 1) && o.der.append(md5.getString(), md5.getSize());
+         },
+         [](const Ref& r) {
+             return r.blob + "|" + digest("SHA256", r.blob) + "|ecdsa-sha2-" + r.sshId + " " +
+                    std::to_string(r.fieldBytes * 8) + " " + hex(digest("MD5", r.blob), false, ":");
+         },
+         nullptr,
+         [](EccKey& into, const std::string& out, const EccKey& orig, LogBase& log) {
+             const std::size_t idLength = std::strlen(orig.m_curve.puttyCurveName());
+             return readPoint(into, out.substr(4 + 11 + idLength + 4 + idLength + 4,
+                                               1 + 2 * static_cast<std::size_t>(orig.m_curve.fieldBytes)),
+                              orig, log);
+         }},
+        // PuTTY's private blob is k as an mpint; an OpenSSH section is longer and names the key
+        // type first. Either way the point comes separately and the blob is marked secret.
+        {"putty-mpint", true, false, false,
+         [](EccKey& k, Io& o, LogBase&) {
+             DataBuffer body;
+             o.der.clear();
+             o.der.setSecure(true);  // made here, not by the library
+             return BigNum::mpint_to_ssh_db(k.m_k, body) == MP_OKAY && SshMessage::pack_db(body, o.der);
+         },
+         [](const Ref& r) { return r.mpi; }, nullptr, readPutty},
+        {"openssh-section", true, false, false,
+         [](EccKey& k, Io& o, LogBase& l) {
+             DataBuffer body, point;
+             o.der.clear();
+             o.der.setSecure(true);  // made here, not by the library
+             return BigNum::mpint_to_ssh_db(k.m_k, body) == MP_OKAY && k.puttyPublicKeyBlob(o.der, l) &&
+                    SshMessage::pack_db(body, o.der) && o.der.append("\0\0\0\1c", 5);
+         },
+         [](const Ref& r) { return r.blob + r.mpi + std::string("\0\0\0\1c", 5); }, nullptr, readPutty},
+    };
+}
+
+// A read-back key equals the written one; a public form leaves no scalar of what was there before.
+AssertionResult sameKey(const EccKey& got, const EccKey& want, bool priv) {
+    if (!got.m_curve.name.equals(want.m_curve.name)) return AssertionFailure() << "curve " << got.m_curve.name.getString();
+    if (BigNum::mp_cmp(got.m_pubPoint.x, want.m_pubPoint.x) != 0 || BigNum::mp_cmp(got.m_pubPoint.y, want.m_pubPoint.y) != 0)
+        return AssertionFailure() << "other point";
+    if (got.m_keyType != (priv ? 1 : 0)) return AssertionFailure() << "key type " << got.m_keyType;
+    if (priv ? BigNum::mp_cmp(got.m_k, want.m_k) != 0 : !got.m_k.isZero()) return AssertionFailure() << "other scalar";
+    return AssertionSuccess();
+}
+
+// Keys from a fixed seed: a random scalar, the generator (k = 1), a scalar whose top byte is zero,
+// and the smallest scalar whose x has a zero top byte (every writer must keep the width).
+int width_of(const EC_GROUP* g) { return (EC_GROUP_get_degree(g) + 7) / 8; }
+
+std::vector<std::string> scalarsFor(const char* curve, std::mt19937_64& rng) {
+    ts::GroupPtr g(EC_GROUP_new_by_curve_name(ts::nidOf(curve)), EC_GROUP_free);
+    const int width = BN_num_bytes(EC_GROUP_get0_order(g.get()));
+    std::vector<std::string> out;
+    for (int bytes : {width, 1, width - 1}) {
+        std::string raw(static_cast<std::size_t>(bytes), '\0');
+        for (char& c : raw) c = static_cast<char>(rng());
+        if (bytes == 1) raw = "\x01";
+        raw[0] = static_cast<char>(raw[0] | (bytes == width - 1 ? 0x80 : 0));
+        ts::BnPtr k(BN_bin2bn(reinterpret_cast<const unsigned char*>(raw.data()), bytes, nullptr), BN_free);
+        BN_CTX* ctx = BN_CTX_new();
+        BN_nnmod(k.get(), k.get(), EC_GROUP_get0_order(g.get()), ctx);
+        BN_CTX_free(ctx);
+        char* h = BN_bn2hex(k.get());
+        out.push_back(h);
+        OPENSSL_free(h);
+    }
+    ts::PointPtr q(EC_POINT_new(g.get()), EC_POINT_free);
+    ts::BnPtr k = ts::newBn(), x = ts::newBn();
+    for (BN_set_word(k.get(), 2); BN_num_bytes(x.get()) == 0 || BN_num_bytes(x.get()) == width_of(g.get());
+         BN_add_word(k.get(), 1)) {
+        EC_POINT_mul(g.get(), q.get(), k.get(), nullptr, nullptr, nullptr);
+        EC_POINT_get_affine_coordinates(g.get(), q.get(), x.get(), nullptr, nullptr);
+    }
+    BN_sub_word(k.get(), 1);
+    char* h = BN_bn2hex(k.get());
+    out.push_back(h);
+    OPENSSL_free(h);
+    return out;
+}
+
+TEST(Forms, EveryFormOnEveryCurveAgainstOpenSsl) {
+    const unsigned seed = 20240917;
+    std::printf("seed %u\n", seed);
+    std::mt19937_64 rng(seed);
+    const std::vector<Form> table = forms();
+    EccKey stale;  // what a reader's key holds before: another curve, private
+    LogNull quiet;
+    ASSERT_TRUE(stale.generateNewKey2(StringBuffer("brainpoolP384r1"), "77", "hex", quiet));
+    for (int c = 0; c < kNamedCurveCount; ++c) {
+        const char* curve = namedCurveAt(c).name;
+        int n = 0;
+        for (const std::string& k : scalarsFor(curve, rng)) {
+            EccKey key;
+            LogBase log;
+            ASSERT_TRUE(key.generateNewKey2(StringBuffer(curve), k.c_str(), "hex", log)) << curve << log.render();
+            if (n++ > 0) log.m_options.setString(kOption);
+            const Ref ref(key, n > 1);
+            for (const Form& f : table) {
+                SCOPED_TRACE(std::string(curve) + " k=" + k + " " + f.name);
+                Io io;
+                io.der.append("\x55", 1);
+                io.text.setString("sentinel");
+                ASSERT_TRUE(f.write(key, io, log)) << log.render();
+                std::string out = f.text ? std::string(io.text.getString()) : str(io.der);
+                const std::string prefix = f.text ? "sentinel" : "\x55";
+                if (f.appends) {
+                    ASSERT_EQ(out.substr(0, prefix.size()), prefix);
+                    out.erase(0, prefix.size());
+                }
+                const std::string want = f.expect(ref);
+                EXPECT_TRUE(want.empty() || out == want) << out << "\nwanted\n" << want;
+                EXPECT_TRUE(!f.openssl || f.openssl(ref, out));
+                EXPECT_TRUE(f.text || !f.priv || io.der.isSecure());
+                EccKey back;
+                back.copyFromEccKey(stale);
+                LogBase readLog;
+                ASSERT_TRUE(f.read(back, out, key, readLog)) << readLog.render();
+                EXPECT_TRUE(sameKey(back, key, f.priv));
+            }
+            EXPECT_TRUE(log.errors().empty()) << log.render();
+        }
+    }
+}
+
+// True when the logged error lines hold these, in this order (others may come between).
+bool inOrder(const LogBase& log, const std::vector<std::string>& lines) {
+    std::size_t at = 0;
+    for (const std::string& e : log.errors()) at += at < lines.size() && e == lines[at];
+    return at == lines.size();
+}
+
+// What OpenSSL writes loads here as the same key; explicit parameters only on the four curves
+// with a template; compressed points and a SEC1 without its curve never. A refusal leaves
+// nothing of the private key loaded before.
+TEST(Forms, OpenSslWrittenKeysLoad) {
+    EccKey before;
+    LogNull quiet;
+    ASSERT_TRUE(before.generateNewKey2(StringBuffer("secp256r1"), "1234", "hex", quiet));
+    const point_conversion_form_t U = POINT_CONVERSION_UNCOMPRESSED, C = POINT_CONVERSION_COMPRESSED;
+    for (int c = 0; c < kNamedCurveCount; ++c) {
+        const std::string curve = namedCurveAt(c).name;
+        ts::EcKeyPtr ec(EC_KEY_new_by_curve_name(ts::nidOf(curve.c_str())), EC_KEY_free);
+        ASSERT_EQ(EC_KEY_generate_key(ec.get()), 1);
+        auto enc = [&](unsigned flags, int asn1, point_conversion_form_t form, bool priv) {
+            EC_KEY_set_enc_flags(ec.get(), flags);
+            EC_KEY_set_asn1_flag(ec.get(), asn1);
+            EC_KEY_set_conv_form(ec.get(), form);
+            return i2d([&](unsigned char** p) { return priv ? i2d_ECPrivateKey(ec.get(), p) : i2d_EC_PUBKEY(ec.get(), p); });
+        };
+        EvpPtr pkey(EVP_PKEY_new(), EVP_PKEY_free);
+        EVP_PKEY_set1_EC_KEY(pkey.get(), ec.get());
+        PKCS8_PRIV_KEY_INFO* info = EVP_PKEY2PKCS8(pkey.get());
+        const std::string p8 = i2d([&](unsigned char** p) { return i2d_PKCS8_PRIV_KEY_INFO(info, p); });
+        PKCS8_PRIV_KEY_INFO_free(info);
+        const int named = OPENSSL_EC_NAMED_CURVE, expl = OPENSSL_EC_EXPLICIT_CURVE;
+        struct Row {
+            const char* what;
+            std::string der;
+            int keyType;  // -1: refused with these lines
+            std::vector<std::string> lines;
+        } rows[] = {
+            {"SEC1", enc(0, named, U, true), 1, {}},
+            {"SEC1 without the point", enc(EC_PKEY_NO_PUBKEY, named, U, true), 1, {}},
+            {"PKCS#8", p8, 1, {}},
+            {"SPKI", enc(0, named, U, false), 0, {}},
+            {"SPKI explicit", enc(0, expl, U, false), hasTemplate(curve) ? 0 : -1,
+             {"Failed to parse AlgorithmIdentifier", "Invalid ASN.1 for ECC key."}},
+            {"SPKI compressed", enc(0, named, C, false), -1,
+             {"First byte of ECC point is invalid.", "Invalid ANSI X9.63 ECC point.", "Failed to load ECC point."}},
+            {"SPKI explicit compressed", enc(0, expl, C, false), -1, {"Failed to parse AlgorithmIdentifier"}},
+            {"SEC1 without the curve", enc(EC_PKEY_NO_PARAMETERS, named, U, true), -1,
+             {"curve OID not found.", "Invalid ASN.1 for ECC private key."}},
+        };
+        for (const Row& r : rows) {
+            SCOPED_TRACE(curve + " " + r.what);
+            EccKey key;
+            key.copyFromEccKey(before);
+            LogBase log;
+            DataBuffer d;
+            ASSERT_EQ(key.loadEccDer(db(r.der, d), log), r.keyType >= 0) << log.render();
+            EXPECT_EQ(key.m_keyType, r.keyType < 0 ? 0 : r.keyType);
+            if (r.keyType < 0) {
+                EXPECT_TRUE(inOrder(log, r.lines)) << log.render();
+                EXPECT_TRUE(key.m_k.isZero());
+                continue;
+            }
+            EXPECT_EQ(key.m_curve.name.getString(), curve);
+            EXPECT_TRUE(same(ec.get(), ts::toOpenSslKey(key).get(), r.keyType == 1));
+        }
+    }
+}
+
+// What a writer leaves in the caller's output when it cannot write: a public-only key asked for
+// a private form, or a point no exporter takes (a coordinate wider than any field).
+TEST(Forms, OutputWhenAWriterCannotWrite) {
+    using Call = std::function<bool(EccKey&, Io&, LogBase&)>;
+    struct Row {
+        const char* what;
+        bool badPoint;
+        Call call;
+        const char* line;  // the last error line; null: none
+        const char* text;  // the text after: "sentinel" kept, "" cleared; null: not written
+        int derSize;       // the bytes after: 1 kept, 0 emptied, 2 the 04 appended; -1 not checked
+    } rows[] = {
+        {"sec1", false, [](EccKey& k, Io& o, LogBase& l) { return k.toEccPkcs1PrivateKeyDer(o.der, l); }, "k is empty", nullptr, 0},
+        {"pkcs11", false, [](EccKey& k, Io& o, LogBase& l) { return k.toEccPkcs1PrivateKeyDer_forPkcs11(o.der, l); }, "k is empty", nullptr, 0},
+        {"pkcs8", false, [](EccKey& k, Io& o, LogBase& l) { return k.toEccPkcs8PrivateKeyDer(o.der, l); }, "Not a private key.", nullptr, 0},
+        {"pem-sec1", false, [](EccKey& k, Io& o, LogBase& l) { return k.toEccPrivateKeyPem(true, o.text, l); }, "k is empty", "sentinel", -1},
+        {"pem-pkcs8", false, [](EccKey& k, Io& o, LogBase& l) { return k.toEccPrivateKeyPem(false, o.text, l); }, "Not a private key.", "sentinel", -1},
+        {"xml", false, [](EccKey& k, Io& o, LogBase& l) { return k.toEccPrivateKeyXml(o.text, l); }, "k is empty", "", -1},
+        {"spki", true, [](EccKey& k, Io& o, LogBase& l) { return k.toPublicKeyDer_shortFmt(o.der, l); }, nullptr, nullptr, 0},
+        {"spki-explicit", true, [](EccKey& k, Io& o, LogBase& l) { return k.toPublicKeyDer_longFmt(o.der, l); }, nullptr, nullptr, 0},
+        {"pem-spki", true, [](EccKey& k, Io& o, LogBase& l) { return k.toEccPublicKeyPem(true, o.text, l); }, nullptr, "sentinel", -1},
+        {"xml-public", true, [](EccKey& k, Io& o, LogBase& l) { return k.toEccPublicKeyXml(o.text, l); }, nullptr, "", -1},
+        {"x963", true, [](EccKey& k, Io& o, LogBase& l) { return k.exportEccPoint(o.der, l); }, nullptr, nullptr, 2},
+        {"ssh-blob", true, [](EccKey& k, Io& o, LogBase& l) { return k.puttyPublicKeyBlob(o.der, l); }, nullptr, nullptr, -1},
+        {"fingerprint", true, [](EccKey& k, Io& o, LogBase& l) { return k.calc_fingerprint(o.text, l); }, nullptr, "sentinel", -1},
+        {"fingerprint-digest", true, [](EccKey& k, Io& o, LogBase& l) { return k.calc_fingerprint_digest(_vnHash::MD5, o.der, l); }, nullptr, nullptr, 0},
+    };
+    for (const Row& r : rows) {
+        SCOPED_TRACE(r.what);
+        EccKey key;
+        LogBase log;
+        ASSERT_TRUE(key.generateNewKey2(StringBuffer("secp256r1"), "05", "hex", log));
+        if (r.badPoint) {
+            ASSERT_TRUE(BigNum::mp_read_radix(key.m_pubPoint.x, ("1" + std::string(600, '0')).c_str(), 16));
+        } else {
+            key.m_keyType = 0;
+            BigNum::mp_zero(key.m_k);
+        }
+        Io io;
+        io.der.append("\x55", 1);
+        io.text.setString("sentinel");
+        EXPECT_FALSE(r.call(key, io, log));
+        std::vector<std::string> errors = log.errors();
+        EXPECT_EQ(errors.empty() ? "" : errors.back(), r.line ? r.line : "") << log.render();
+        EXPECT_STREQ(io.text.getString(), r.text ? r.text : "sentinel");
+        EXPECT_TRUE(r.derSize < 0 || io.der.getSize() == unsigned(r.derSize)) << io.der.getSize();
+    }
+}
+
+TEST(Forms, StateAfterLoading) {
+    LogBase log;
+    // The stored point is taken as it stands, not recomputed from k.
+    ts::EcKeyPtr a(EC_KEY_new_by_curve_name(NID_X9_62_prime256v1), EC_KEY_free), b(EC_KEY_dup(a.get()), EC_KEY_free);
+    EC_KEY_generate_key(a.get());
+    EC_KEY_generate_key(b.get());
+    ts::EcKeyPtr mixed(EC_KEY_dup(a.get()), EC_KEY_free);
+    EC_KEY_set_public_key(mixed.get(), EC_KEY_get0_public_key(b.get()));
+    const std::string mixedDer = i2d([&](unsigned char** p) { return i2d_ECPrivateKey(mixed.get(), p); });
+    EccKey key;
+    DataBuffer d;
+    ASSERT_TRUE(key.loadEccDer(db(mixedDer, d), log)) << log.render();
+    EXPECT_TRUE(same(mixed.get(), ts::toOpenSslKey(key).get(), true));
+
+    // PKCS#8 attributes are kept, written back, and gone after the next load.
+    const std::string p256 = "\x06\x08\x2A\x86\x48\xCE\x3D\x03\x01\x07";
+    const std::string k = tlv(0x04, std::string(32, '\x11'));
+    const std::string attributes = tlv(0xA0, tlv(0x30, p256 + tlv(0x31, std::string("\x05\x00", 2))));
+    auto pkcs8 = [&](const std::string& sec1, const std::string& more) {
+        return tlv(0x30, std::string("\x02\x01\x00", 3) + tlv(0x30, kEcPublicKeyOid + p256) + tlv(0x04, sec1) + more);
+    };
+    const std::string v1 = std::string("\x02\x01\x01", 3);
+    d.clear();
+    ASSERT_TRUE(key.loadEccDer(db(pkcs8(tlv(0x30, v1 + k), attributes), d), log)) << log.render();
+    EXPECT_EQ(str(key.m_pkcs8Attributes), attributes);
+    DataBuffer written;
+    ASSERT_TRUE(key.toEccPkcs8PrivateKeyDer(written, log));
+    EXPECT_EQ(str(written).substr(written.getSize() - attributes.size()), attributes);
+    // An unknown curve inside the SEC1 gives way to the PKCS#8 one.
+    d.clear();
+    ASSERT_TRUE(key.loadEccDer(db(pkcs8(tlv(0x30, v1 + k + tlv(0xA0, "\x06\x03\x2A\x03\x04")), ""), d), log))
+        << log.render();
+    EXPECT_EQ(key.m_pkcs8Attributes.getSize(), 0u);
+    EXPECT_STREQ(key.m_curve.name.getString(), "secp256r1");
+
+    // A SEC1 without the point: said as an error line though it is none, then computed.
+    LogBase verbose;
+    verbose.m_verbose = true;
+    d.clear();
+    ASSERT_TRUE(key.loadEccDer(db(tlv(0x30, v1 + k + tlv(0xA0, p256)), d), verbose));
+    EXPECT_EQ(verbose.errors(), std::vector<std::string>{"No public key bits found (this is not an error)"});
+    std::vector<std::string> infos;
+    for (const LogBase::Entry& e : verbose.entries()) {
+        if (e.kind == LogBase::Kind::Info) infos.push_back(e.text);
+    }
+    EXPECT_TRUE(infos.size() >= 2 && infos[infos.size() - 2] == "computing the public key..." &&
+                infos.back() == "ECC parsing success.")
+        << verbose.render();
+
+    // A private SSH blob is read as an OpenSSH section only when it is long enough and its first
+    // word could be a key type's length: a 36-byte P-256 mpint and a 70-byte P-521 one are k.
+    for (const char* curve : {"secp256r1", "secp521r1"}) {
+        EccKey src;
+        const std::string kHex = curve[4] == '2' ? "7F" + std::string(62, '0') : "01" + std::string(130, '3');
+        ASSERT_TRUE(src.generateNewKey2(StringBuffer(curve), kHex.c_str(), "hex", log));
+        DataBuffer point, body, blob;
+        ASSERT_TRUE(src.exportEccPoint(point, log));
+        ASSERT_EQ(BigNum::mpint_to_ssh_db(src.m_k, body), MP_OKAY);
+        SshMessage::pack_db(body, blob);
+        EXPECT_EQ(blob.getSize(), curve[4] == '2' ? 36u : 70u);
+        EccKey back;
+        ASSERT_TRUE(back.loadPrivateFromPuttySsh(curve, point, blob, log)) << log.render();
+        EXPECT_EQ(BigNum::mp_cmp(back.m_k, src.m_k), 0) << curve;
+    }
+}
+
+// Known answers of the JWK writer: the P-256 generator; a public-only key writes d = 0 as wide as
+// the order; a k wider than the order is written whole.
+TEST(Forms, JwkKnownAnswers) {
+    EccKey key;
+    LogBase log;
+    ASSERT_TRUE(key.generateNewKey2(StringBuffer("P-256"), "01", "hex", log));
+    const std::string xy = "\"x\":\"axfR8uEsQkf4vOblY6RA8ncDfYEt6zOg9KE5RdiYwpY\",\"y\":\"T-NC4v4af5uO5-tKfA-eFivOM1drMV7Oy7ZAaDe_UfU\"";
+    StringBuffer out("stale");
+    ASSERT_TRUE(key.toEccPrivateKeyJwk(out, log));
+    EXPECT_EQ(out.getString(), "{\"kty\":\"EC\",\"crv\":\"P-256\"," + xy + ",\"d\":\"" + std::string(42, 'A') + "E\"}");
+    ASSERT_TRUE(key.toEccPublicKeyJwk(out, true, log));
+    EXPECT_EQ(out.getString(), "{\"crv\":\"P-256\",\"kty\":\"EC\"," + xy + "}");
+    key.m_keyType = 0;
+    BigNum::mp_zero(key.m_k);
+    ASSERT_TRUE(key.toEccPrivateKeyJwk(out, log));
+    EXPECT_EQ(out.getString(), "{\"kty\":\"EC\",\"crv\":\"P-256\"," + xy + ",\"d\":\"" + std::string(43, 'A') + "\"}");
+    const unsigned char wide[33] = {0x01, 0x02};
+    ASSERT_TRUE(BigNum::mpint_from_bytes(key.m_k, wide, sizeof wide));
+    ASSERT_TRUE(key.toEccPrivateKeyJwk(out, log));
+    EXPECT_NE(std::string(out.getString()).find(",\"d\":\"" + b64(std::string(reinterpret_cast<const char*>(wide), 33), true) + "\"}"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace vn
