@@ -288,10 +288,16 @@ TEST(EngineRoutines, MatchOpenSslOnEdgeAndRandomScalars) {
         EXPECT_TRUE(pointAdd(alias, g, alias, c.ma(), c.p, rho) && samePoint(alias, three)) << "add into P";
         alias.copyFromEccPoint(g);
         EXPECT_TRUE(pointAdd(two, alias, alias, c.ma(), c.p, rho) && samePoint(alias, three)) << "add into Q";
-        EccPoint four, viaAdd;
+        // 2G + 2G (the same triple: a doubling), G + 2G (Q Jacobian), 2G + G with G's Z left as
+        // the integer 1 (Q affine).
+        EccPoint viaAdd, qJacobian, qAffine;
         alias.copyFromEccPoint(two);
-        EXPECT_TRUE(pointDouble(two, four, c.ma(), c.p, rho) && pointAdd(two, alias, viaAdd, c.ma(), c.p, rho));
-        for (auto [pt, m] : {std::pair<EccPoint*, unsigned>{&two, 2}, {&three, 3}, {&viaAdd, 4}}) {
+        EXPECT_TRUE(pointAdd(two, alias, viaAdd, c.ma(), c.p, rho) && pointAdd(g, two, qJacobian, c.ma(), c.p, rho));
+        alias.copyFromEccPoint(g);
+        BigNum::mp_set(alias.z, 1);
+        EXPECT_TRUE(pointAdd(two, alias, qAffine, c.ma(), c.p, rho));
+        for (auto [pt, m] : {std::pair<EccPoint*, unsigned>{&two, 2}, {&three, 3}, {&viaAdd, 4}, {&qJacobian, 3},
+                             {&qAffine, 3}}) {
             BigNum::mp_set(k, m);
             c.mul(c.G, k, want);
             EXPECT_TRUE(mapPointBack(*pt, c.p, rho) && samePoint(*pt, want)) << m << "G";
