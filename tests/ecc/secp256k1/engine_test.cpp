@@ -7,6 +7,7 @@
 #include <openssl/obj_mac.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <random>
 #include <string>
 #include <vector>
