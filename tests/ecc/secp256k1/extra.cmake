@@ -17,7 +17,7 @@ else()
   # so that it can ask for DWARF 4 debug information: the valgrind of Debian 12 cannot read
   # the DWARF 5 that clang emits by default. Flags and optimisation are the library's.
   set(k1_engine ${PROJECT_SOURCE_DIR}/ecc/secp256k1)
-  add_executable(secp256k1_ct_check ${CMAKE_CURRENT_LIST_DIR}/ct/ConstantTimeCheck.cpp
+  add_executable(secp256k1_ct_check ${CMAKE_CURRENT_LIST_DIR}/ct/constant_time_check.cpp
     ${k1_engine}/Unsigned256.cpp ${k1_engine}/FieldElement.cpp ${k1_engine}/CurvePt.cpp
     ${k1_engine}/EngineConstants.cpp ${k1_engine}/OrderArithmetic.cpp
     ${k1_engine}/Field4x64.cpp ${k1_engine}/CompletePoint.cpp

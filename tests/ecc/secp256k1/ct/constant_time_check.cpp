@@ -57,37 +57,28 @@ const _vnUnsigned256 kScalars[] = {
     _vnUnsigned256("0000000000000000000000000000000000000000000000000000000000000008"),
 };
 
-// Scalar multiplication and normalization, with the scalar secret; the second round also
-// makes the base point secret, as for a shared secret computed from a peer's point.
+// The products of key generation, signing (the generator table), key agreement (odd
+// windows) and the word engine's multiplyPt with normalization and compression, with the
+// scalar secret; the second round makes the base point secret too, as a peer's point is.
 void checkPoints() {
     for (const auto& k : kScalars) {
         _vnCurvePt expected = _vnCurvePt::m_s_G;
         expected.multiplyPt(k);
         expected.normalizePt();
-
+        _vnUnsigned256 sk = k;
+        makeSecret(sk);
+        vn::_vnPt64 product;
+        vn::multiplyGenerator(sk, product);
+        expectSame(vn::pt64::toNormalizedCurvePt(product), expected, "multiplyGenerator");
         for (int secretBase = 0; secretBase < 2; ++secretBase) {
-            _vnUnsigned256 sk = k;
             _vnCurvePt p = _vnCurvePt::m_s_G;
-            makeSecret(sk);
-            if (secretBase != 0) makeSecret(p);
+            vn::_vnPt64 base = vn::pt64::fromCurvePt(p);
+            if (secretBase != 0) makeSecret(p), makeSecret(base);
             p.multiplyPt(sk);
             p.normalizePt();
             unsigned char compressed[33];
             p.toCompressedPoint(compressed);
             expectSame(p, expected, "multiplyPt / normalizePt");
-        }
-
-        // The table-driven product of key generation and signing, and the odd-window
-        // product of key agreement (with the peer's point secret as well in the second round).
-        _vnUnsigned256 sk = k;
-        makeSecret(sk);
-        vn::_vnPt64 fixedBase;
-        vn::multiplyGenerator(sk, fixedBase);
-        expectSame(vn::pt64::toNormalizedCurvePt(fixedBase), expected, "multiplyGenerator");
-        for (int secretBase = 0; secretBase < 2; ++secretBase) {
-            vn::_vnPt64 base = vn::pt64::fromCurvePt(_vnCurvePt::m_s_G);
-            if (secretBase != 0) makeSecret(base);
-            vn::_vnPt64 product;
             vn::multiplyPointOddWindows(base, sk, product);
             expectSame(vn::pt64::toNormalizedCurvePt(product), expected, "multiplyPointOddWindows");
         }
@@ -101,9 +92,7 @@ void checkField() {
 
     _vnFieldElement e = a0, s = a0, b = b0;
     _vnUnsigned256 raw = big;
-    makeSecret(s);
-    makeSecret(b);
-    makeSecret(raw);
+    makeSecret(s), makeSecret(b), makeSecret(raw);
 
     e.add(b0), s.add(b), expectSame(s, e, "field add");
     e.subtract(b0), s.subtract(b), expectSame(s, e, "field subtract");
@@ -123,18 +112,17 @@ void checkIntegers() {
     const _vnUnsigned256& n = _vnCurvePt::m_s_order;
     const _vnUnsigned256 x0("7A1B2C3D4E5F60718293A4B5C6D7E8F90A1B2C3D4E5F60718293A4B5C6D7E8F9");
     const _vnUnsigned256 y0("F0E1D2C3B4A5968778695A4B3C2D1E0FF0E1D2C3B4A5968778695A4B3C2D1E0F");
+    const _vnUnsigned256 r0("1A2B3C4D5E6F708192A3B4C5D6E7F8091A2B3C4D5E6F708192A3B4C5D6E7F809");
 
-    // The inverse modulo the order, as used for nonces.
-    _vnUnsigned256 e = x0, s = x0;
-    makeSecret(s);
-    e.reciprocal(n);
-    s.reciprocal(n);
-    expectSame(s, e, "reciprocal mod n");
+    // The inverse modulo the order, bit-serial and Montgomery, as used for nonces.
+    _vnUnsigned256 e = x0, s = x0, inv = x0;
+    makeSecret(s), makeSecret(inv);
+    e.reciprocal(n), s.reciprocal(n), expectSame(s, e, "reciprocal mod n");
+    vn::reciprocalModOrderMont(inv), expectSame(inv, e, "reciprocalModOrderMont");
 
     // Masked primitives with secret operands and secret flags.
     _vnUnsigned256 a = x0, b = y0, ea = x0, eb = y0;
-    makeSecret(a);
-    makeSecret(b);
+    makeSecret(a), makeSecret(b);
     std::uint32_t flag = a.lessFlag(b);
     const std::uint32_t eflag = ea.lessFlag(eb);
     ea.add(eb, eflag), a.add(b, flag), expectSame(a, ea, "add");
@@ -143,29 +131,17 @@ void checkIntegers() {
     ea.swap(eb, eflag), a.swap(b, flag), expectSame(a, ea, "swap");
     expectSame(flag, eflag, "lessFlag");
 
-    // The order product with both operands secret, and with x and y the same object.
+    // The order product with both operands secret, then with x and y the same object.
     _vnUnsigned256 ex = x0, sx = x0, sy = y0;
-    makeSecret(sx);
-    makeSecret(sy);
-    vn::multiplyModOrder(ex, y0);
-    vn::multiplyModOrder(sx, sy);
-    expectSame(sx, ex, "multiplyModOrder");
-    vn::multiplyModOrder(ex, ex);
-    vn::multiplyModOrder(sx, sx);
-    expectSame(sx, ex, "multiplyModOrder squaring");
+    makeSecret(sx), makeSecret(sy);
+    vn::multiplyModOrder(ex, y0), vn::multiplyModOrder(sx, sy), expectSame(sx, ex, "multiplyModOrder");
+    vn::multiplyModOrder(ex, ex), vn::multiplyModOrder(sx, sx), expectSame(sx, ex, "multiplyModOrder squaring");
 
-    // The signer's inverse and s, with nonce and key secret.
-    const _vnUnsigned256 r0("1A2B3C4D5E6F708192A3B4C5D6E7F8091A2B3C4D5E6F708192A3B4C5D6E7F809");
+    // The signer's s, with nonce and key secret.
     _vnUnsigned256 k = x0, d = y0, expectedS, s2;
     vn::signatureS(x0, y0, r0, y0, expectedS);
-    makeSecret(k);
-    makeSecret(d);
-    vn::signatureS(k, d, r0, y0, s2);
-    expectSame(s2, expectedS, "signatureS");
-    _vnUnsigned256 inv = x0;
-    makeSecret(inv);
-    vn::reciprocalModOrderMont(inv);
-    expectSame(inv, e, "reciprocalModOrderMont");
+    makeSecret(k), makeSecret(d);
+    vn::signatureS(k, d, r0, y0, s2), expectSame(s2, expectedS, "signatureS");
 }
 
 }  // namespace
