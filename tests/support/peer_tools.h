@@ -106,7 +106,7 @@ public:
     // Runs a bash script after the prelude, with the tool as "$E" and the given variables set.
     Result bash(const std::string& vars, const std::string& script) const {
         write(".script", std::string(kPrelude) + "E='" + ECCKEY_TOOL_PATH + "'\n" + vars + "\n" + script + "\n");
-        const int rc = std::system(("cd '" + m_dir + "' && bash .script < /dev/null > .out 2> .err").c_str());
+        const int rc = std::system(("cd '" + m_dir + "' && exec bash .script < /dev/null > .out 2> .err").c_str());
         Result r;
         r.status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
         r.out = read(".out");

@@ -109,12 +109,12 @@ const PeerRow kRows[] = {
     {"ecckey private and public JWK -> node (members, SPKI, thumbprint)", "node", kNode,
      R"~("$E" gen $C > k.pem; "$E" convert --to jwk k.pem > k.jwk; "$E" convert --to jwk-public k.pem > k.pub.jwk
         "$E" pub --to spki-der k.pem > k.spki; "$E" convert --to jwk-thumbprint k.pem > k.thumb)~",
-     R"~(node peer.js read k.jwk k.pub.jwk)~", R"~(same node.spki k.spki; same node.spki2 k.spki; same node.thumb k.thumb)~"},
-    {"node JWK -> ecckey (SEC1, JWK back, d gives the point, thumbprint)", "node", kNode, R"~(node peer.js gen $N)~",
+     R"~(node ../peer.js read k.jwk k.pub.jwk)~", R"~(same node.spki k.spki; same node.spki2 k.spki; same node.thumb k.thumb)~"},
+    {"node JWK -> ecckey (SEC1, JWK back, d gives the point, thumbprint)", "node", kNode, R"~(node ../peer.js gen $N)~",
      R"~("$E" convert --to sec1-der node.jwk > sec1; "$E" convert --to jwk node.jwk > back.jwk
         "$E" convert --to jwk-thumbprint node.jwk > thumb; "$E" pub --to spki-der node.jwk > spki
         "$E" convert --to raw-hex node.jwk > d.hex; "$E" pub --to spki-der --curve $C d.hex > fromd)~",
-     R"~(same sec1 node.sec1; node peer.js same back.jwk node.jwk; same thumb node.thumb; same fromd spki)~"},
+     R"~(same sec1 node.sec1; node ../peer.js same back.jwk node.jwk; same thumb node.thumb; same fromd spki)~"},
 };
 
 // Node's side: `gen CRV` makes a key (JWK, SEC1 DER, RFC 7638 thumbprint); `read PRIV PUB`
@@ -182,16 +182,21 @@ std::vector<PeerCurve> peerCurves() {
 }
 
 void runPeerRows(const std::string& peer) {
+    Scratch dir;
+    ASSERT_TRUE(dir.ok());
+    dir.write("peer.js", kNodeScript);
+    int rowNumber = 0;
     for (const PeerRow& row : kRows) {
+        ++rowNumber;
         if (peer != row.peer) continue;
         int count = 0;
         for (const PeerCurve& curve : peerCurves()) {
             if ((row.curves == kSsh && !curve.ssh) || (row.curves == kNode && !curve.node)) continue;
             SCOPED_TRACE(std::string(row.name) + " on " + curve.name);
-            Scratch dir;
-            ASSERT_TRUE(dir.ok());
-            dir.write("peer.js", kNodeScript);
-            Result r = dir.bash(curve.vars, std::string(row.make) + "\n" + row.consume + "\n" + row.compare);
+            // A directory of its own, so no file of another row or curve can stand in for an output.
+            const std::string sub = std::to_string(rowNumber) + "-" + curve.name;
+            Result r = dir.bash(curve.vars, "mkdir " + sub + " && cd " + sub + "\n" + row.make + "\n" + row.consume +
+                                                "\n" + row.compare);
             // The failed check is the last line; peers chatter before it.
             EXPECT_EQ(r.status, 0) << r.err.substr(r.err.size() > 1500 ? r.err.size() - 1500 : 0);
             count += r.status == 0;
