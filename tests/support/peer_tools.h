@@ -93,28 +93,23 @@ public:
             if (chdir(m_dir.c_str()) == 0) execv(argv[0], argv.data());
             _exit(127);
         }
-        Result r;
-        int status = 0;
+        int status = -1;
         rusage usage{};
-        if (pid > 0 && wait4(pid, &status, 0, &usage) == pid && WIFEXITED(status)) r.status = WEXITSTATUS(status);
+        if (pid <= 0 || wait4(pid, &status, 0, &usage) != pid) status = -1;
         if (peakKb != nullptr) *peakKb = usage.ru_maxrss;
-        r.out = read(".out");
-        r.err = read(".err");
-        return r;
+        return collect(status);
     }
 
     // Runs a bash script after the prelude, with the tool as "$E" and the given variables set.
     Result bash(const std::string& vars, const std::string& script) const {
         write(".script", std::string(kPrelude) + "E='" + ECCKEY_TOOL_PATH + "'\n" + vars + "\n" + script + "\n");
-        const int rc = std::system(("cd '" + m_dir + "' && exec bash .script < /dev/null > .out 2> .err").c_str());
-        Result r;
-        r.status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
-        r.out = read(".out");
-        r.err = read(".err");
-        return r;
+        return collect(std::system(("cd '" + m_dir + "' && exec bash .script < /dev/null > .out 2> .err").c_str()));
     }
 
 private:
+    Result collect(int waitStatus) const {
+        return Result{waitStatus != -1 && WIFEXITED(waitStatus) ? WEXITSTATUS(waitStatus) : -1, read(".out"), read(".err")};
+    }
     std::string m_dir;
 };
 
