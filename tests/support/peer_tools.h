@@ -1,72 +1,115 @@
 #pragma once
-// Running the independent peers (openssl, ssh-keygen, node, puttygen) from tests: a private
-// scratch directory, shell commands, and whole-file reads and writes.
+// Running the ecckey tool and the independent peers (openssl, ssh-keygen, puttygen, node) from
+// tests, in a private scratch directory, with their outputs and exit codes captured.
 
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <string>
+#include <vector>
 
 namespace vn {
 namespace testing_peers {
 
-// True when `command -v tool` finds the program.
-inline bool haveTool(const char* tool) {
-    return std::system((std::string("command -v ") + tool + " > /dev/null 2>&1").c_str()) == 0;
+inline bool haveTool(const std::string& tool) {
+    return std::system(("command -v " + tool + " > /dev/null 2>&1").c_str()) == 0;
 }
 
-// Runs a shell command, its standard error discarded; the exit status (0 for success).
-inline int run(const std::string& cmd) {
-    int status = std::system((cmd + " 2>/dev/null").c_str());
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
+// scripts/install-deps.sh installs every peer, so under CI a missing one is a broken machine,
+// not a reason to pass; elsewhere its rows are skipped where nobody can miss it.
+#define ECCKEY_NEED_PEER(tool)                                                                          \
+    do {                                                                                                \
+        if (!::vn::testing_peers::haveTool(tool)) {                                                     \
+            const char* ci = std::getenv("CI");                                                         \
+            if (ci != nullptr && std::string(ci) == "true") FAIL() << tool << " is missing and CI=true"; \
+            GTEST_SKIP() << "*** " << tool << " not found: its peer rows SKIPPED ***";                  \
+        }                                                                                               \
+    } while (0)
 
-// Runs a shell command and captures its standard output; status receives the exit status.
-inline std::string capture(const std::string& cmd, int* status = nullptr) {
-    std::string out;
-    FILE* pipe = popen((cmd + " 2>/dev/null").c_str(), "r");
-    if (pipe == nullptr) {
-        if (status != nullptr) *status = -1;
-        return out;
-    }
-    char chunk[4096];
-    size_t n;
-    while ((n = std::fread(chunk, 1, sizeof chunk, pipe)) > 0) out.append(chunk, n);
-    int rc = pclose(pipe);
-    if (status != nullptr) *status = WIFEXITED(rc) ? WEXITSTATUS(rc) : -1;
-    return out;
-}
+// Helpers every script gets. A check that fails names itself on standard error and ends the
+// script with status 1; `expect` leaves the command's output in the files got and got.err.
+const char kPrelude[] = R"SH(set -e
+fail() { echo "$*" >&2; exit 1; }
+same() { cmp -s "$1" "$2" || fail "$1 differs from $2"; }
+has() { grep -qF -- "$2" "$1" || fail "$1 lacks '$2': $(head -c 400 "$1")"; }
+expect() { local n=$1 s=0; shift; "$@" > got 2> got.err || s=$?; [ "$s" = "$n" ] || fail "exit $s, not $n, from $*: $(cat got.err)"; }
+refuse() { local t=$1; shift; expect 2 "$@"; [ ! -s got ] || fail "output from $*"; has got.err "$t"; }
+fields() { cut -d' ' -f1,2 "$1" | tr -d '\r\n'; }
+)SH";
 
-inline std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-inline void writeFile(const std::string& path, const std::string& bytes) {
-    std::ofstream out(path, std::ios::binary);
-    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-}
+struct Result {
+    int status = -1;  // the exit code; -1 for a crash
+    std::string out, err;
+};
 
 // A fresh directory under /tmp, removed with everything in it when the object goes.
-class TempDir {
+class Scratch {
 public:
-    TempDir() {
+    Scratch() {
         char templ[] = "/tmp/ecckey-peer-XXXXXX";
         if (mkdtemp(templ) != nullptr) m_dir = templ;
     }
-    ~TempDir() {
+    ~Scratch() {
         if (!m_dir.empty()) std::system(("rm -rf '" + m_dir + "'").c_str());
     }
-    TempDir(const TempDir&) = delete;
-    TempDir& operator=(const TempDir&) = delete;
+    Scratch(const Scratch&) = delete;
+    Scratch& operator=(const Scratch&) = delete;
 
     bool ok() const { return !m_dir.empty(); }
     std::string path(const std::string& name) const { return m_dir + "/" + name; }
+    std::string read(const std::string& name) const {
+        std::ifstream in(path(name), std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    }
+    void write(const std::string& name, const std::string& bytes) const {
+        std::ofstream(path(name), std::ios::binary) << bytes;
+    }
+
+    // Runs the tool itself (no shell between) with the space-separated args, standard input from
+    // the named file; peakKb, when given, receives the tool's own peak resident size.
+    Result tool(const std::string& args, const std::string& stdinName = "", long* peakKb = nullptr) const {
+        std::vector<std::string> words{ECCKEY_TOOL_PATH};
+        std::istringstream split(args);
+        for (std::string w; split >> w;) words.push_back(w);
+        std::vector<char*> argv;
+        for (std::string& w : words) argv.push_back(&w[0]);
+        argv.push_back(nullptr);
+        const std::string in = stdinName.empty() ? "/dev/null" : path(stdinName);
+        const std::string out = path(".out"), err = path(".err");
+        const pid_t pid = fork();
+        if (pid == 0) {
+            const int fds[3] = {open(in.c_str(), O_RDONLY), open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600),
+                                open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600)};
+            for (int i = 0; i < 3; ++i) {
+                if (fds[i] < 0 || dup2(fds[i], i) < 0) _exit(127);
+            }
+            if (chdir(m_dir.c_str()) == 0) execv(argv[0], argv.data());
+            _exit(127);
+        }
+        int status = -1;
+        rusage usage{};
+        if (pid <= 0 || wait4(pid, &status, 0, &usage) != pid) status = -1;
+        if (peakKb != nullptr) *peakKb = usage.ru_maxrss;
+        return collect(status);
+    }
+
+    // Runs a bash script after the prelude, with the tool as "$E" and the given variables set.
+    Result bash(const std::string& vars, const std::string& script) const {
+        write(".script", std::string(kPrelude) + "E='" + ECCKEY_TOOL_PATH + "'\n" + vars + "\n" + script + "\n");
+        return collect(std::system(("cd '" + m_dir + "' && exec bash .script < /dev/null > .out 2> .err").c_str()));
+    }
 
 private:
+    Result collect(int waitStatus) const {
+        return Result{waitStatus != -1 && WIFEXITED(waitStatus) ? WEXITSTATUS(waitStatus) : -1, read(".out"), read(".err")};
+    }
     std::string m_dir;
 };
 
