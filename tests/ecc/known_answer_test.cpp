@@ -2,12 +2,13 @@
 // curve, from a fixed generator stream, digested into one known answer. However the arithmetic
 // is computed, the same generator bytes give the same keys, nonces and signatures.
 
+#include <gtest/gtest.h>
+
 #include <string>
 
 #include "ecc/EccKey.h"
 #include "host/Hash.h"
 #include "host/Prng.h"
-#include <gtest/gtest.h>
 
 namespace vn {
 namespace {
