@@ -72,6 +72,13 @@ std::string snapshot(const EccKey& k) {
            hexOf(k.m_pubPoint.x) + "|" + hexOf(k.m_pubPoint.y) + "|" + hexOf(k.m_pubPoint.z);
 }
 
+using SigPtr = std::unique_ptr<ECDSA_SIG, decltype(&ECDSA_SIG_free)>;
+SigPtr sigOf(const BIGNUM* r, const BIGNUM* s) {
+    SigPtr sig(ECDSA_SIG_new(), ECDSA_SIG_free);
+    ECDSA_SIG_set0(sig.get(), BN_dup(r), BN_dup(s));
+    return sig;
+}
+
 // One named curve in OpenSSL.
 struct Curve {
     explicit Curve(int index)
@@ -113,11 +120,7 @@ struct Curve {
         return padded(v.get(), bytes);
     }
     bool theyVerify(const Bytes& digest, const BIGNUM* r, const BIGNUM* s, EC_KEY* ec) const {
-        ECDSA_SIG* sig = ECDSA_SIG_new();
-        ECDSA_SIG_set0(sig, BN_dup(r), BN_dup(s));
-        const bool ok = ECDSA_do_verify(digest.data(), static_cast<int>(digest.size()), sig, ec) == 1;
-        ECDSA_SIG_free(sig);
-        return ok;
+        return ECDSA_do_verify(digest.data(), static_cast<int>(digest.size()), sigOf(r, s).get(), ec) == 1;
     }
 
     const char* name;
@@ -130,13 +133,10 @@ struct Curve {
 };
 
 Bytes i2d(const BIGNUM* r, const BIGNUM* s) {
-    ECDSA_SIG* sig = ECDSA_SIG_new();
-    ECDSA_SIG_set0(sig, BN_dup(r), BN_dup(s));
     unsigned char* p = nullptr;
-    const int len = i2d_ECDSA_SIG(sig, &p);
+    const int len = i2d_ECDSA_SIG(sigOf(r, s).get(), &p);
     Bytes out(p, p + len);
     OPENSSL_free(p);
-    ECDSA_SIG_free(sig);
     return out;
 }
 
@@ -257,16 +257,15 @@ TEST(OpenSslDifferential, SignaturesBothWays) {
                 SCOPED_TRACE(std::string(c.name) + " digest " + std::to_string(len) + " form " + "DRS"[form]);
                 DataBuffer sig;
                 sig.appendChar(0xEE);
-                const bool ok = form == kSsh ? key.eccSignHash_forSsh(digest.data(), len, prng, sig, log)
-                                             : key.eccSignHash(digest.data(), len, prng, form == kDer, sig, log);
+                LogBase signLog;
+                const bool ok = form == kSsh ? key.eccSignHash_forSsh(digest.data(), len, prng, sig, signLog)
+                                             : key.eccSignHash(digest.data(), len, prng, form == kDer, sig, signLog);
                 if (c.k1 && form != kSsh && len < 32) {
-                    LogBase refused;
-                    EXPECT_FALSE(key.eccSignHash(digest.data(), len, prng, form == kDer, sig, refused));
-                    EXPECT_EQ(refused.errors(), std::vector<std::string>{"secp256k1 must use SHA256"});
-                    EXPECT_EQ(sig.getSize(), 0u);
+                    EXPECT_TRUE(!ok && sig.getSize() == 0);
+                    EXPECT_EQ(signLog.errors(), std::vector<std::string>{"secp256k1 must use SHA256"});
                     continue;
                 }
-                ASSERT_TRUE(ok) << log.render();
+                ASSERT_TRUE(ok) << signLog.render();
                 BnPtr r(nullptr, BN_free), s(nullptr, BN_free);
                 const unsigned char* p = sig.getData2();
                 if (form == kRaw) {
@@ -281,9 +280,8 @@ TEST(OpenSslDifferential, SignaturesBothWays) {
                     ECDSA_SIG_free(parsed);
                     EXPECT_EQ(Bytes(sig.getData2(), sig.getData2() + sig.getSize()), i2d(r.get(), s.get()));
                 } else {  // appended after what was there: string(mpint r) string(mpint s)
-                    ASSERT_EQ(p[0], 0xEE);
-                    Bytes body(p + 1, p + sig.getSize());
-                    ASSERT_GT(body.size(), 8u);
+                    ASSERT_TRUE(sig.getSize() > 9 && p[0] == 0xEE);
+                    const Bytes body(p + 1, p + sig.getSize());
                     const std::size_t rl = std::size_t(body[0]) << 24 | body[1] << 16 | body[2] << 8 | body[3];
                     ASSERT_LT(rl + 8, body.size());
                     r = bn(body.data() + 4, rl);
@@ -294,13 +292,9 @@ TEST(OpenSslDifferential, SignaturesBothWays) {
                 }
                 ASSERT_TRUE(!BN_is_zero(r.get()) && !BN_is_zero(s.get()) && BN_cmp(r.get(), c.n) < 0 &&
                             BN_cmp(s.get(), c.n) < 0);
-                if (c.k1 && form != kSsh) {
-                    EXPECT_LE(BN_cmp(s.get(), halfN.get()), 0) << "high s";
-                }
-                if (!c.k1 && form != kSsh) {  // never a leading 00 in the DER integers
-                    EXPECT_NE(BN_num_bits(r.get()) % 8, 0);
-                    EXPECT_NE(BN_num_bits(s.get()) % 8, 0);
-                }
+                EXPECT_TRUE(!c.k1 || form == kSsh || BN_cmp(s.get(), halfN.get()) <= 0) << "high s";
+                // Never a leading 00 in the DER integers.
+                EXPECT_TRUE(c.k1 || form == kSsh || (BN_num_bits(r.get()) % 8 && BN_num_bits(s.get()) % 8));
                 BnPtr e = c.mod(bn(digest.data(), form == kSsh ? len : cut).get());
                 EXPECT_TRUE(c.theyVerify(c.theirDigest(e.get()), r.get(), s.get(), ec.get()));
 
@@ -314,19 +308,12 @@ TEST(OpenSslDifferential, SignaturesBothWays) {
                     EXPECT_TRUE(key.eccVerifyHash(v.data(), unsigned(v.size()), true, d.data(), fb, valid, log, fb));
                     EXPECT_EQ(valid, flip == 0) << "flip " << flip;
                 }
-                if (form != kSsh) {
-                    EXPECT_TRUE(key.eccVerifyHash(sig.getData2(), sig.getSize(), form == kRaw, digest.data(), len,
-                                                  valid, log, form == kRaw ? fb : 0));
-                    EXPECT_TRUE(valid);
-                }
                 if (form == kRaw) {  // without a split: only the known sizes are read
                     LogBase bySize;
                     EXPECT_EQ(key.eccVerifyHash(sig.getData2(), sig.getSize(), false, digest.data(), len, valid,
                                                 bySize, 0), sizeRule);
                     EXPECT_EQ(valid, sizeRule);
-                    if (!sizeRule) {
-                        EXPECT_EQ(bySize.errors().front(), "Unexpected size for R,S signature.");
-                    }
+                    EXPECT_TRUE(sizeRule || bySize.errors().front() == "Unexpected size for R,S signature.");
                     DataBuffer wrapped, rewrapped;
                     ASSERT_EQ(EccKey::eccWrapSigAsn_forTls(sig, 0, wrapped, bySize), sizeRule);
                     if (sizeRule) {  // raw by its size and DER both re-wrap to the canonical DER
@@ -338,7 +325,8 @@ TEST(OpenSslDifferential, SignaturesBothWays) {
             }
             if (c.k1 && len < 32) continue;
 
-            // OpenSSL signs; we verify DER and raw. High s is valid too: low s is the signer's rule.
+            // OpenSSL signs; we verify DER and raw (the forms ours were checked to equal, so this is
+            // our own signatures' round trip too). High s is valid too: low s is the signer's rule.
             BnPtr e = c.mod(bn(digest.data(), cut).get());
             const Bytes theirs = c.theirDigest(e.get());
             ECDSA_SIG* os = ECDSA_do_sign(theirs.data(), int(theirs.size()), ec.get());
@@ -413,10 +401,7 @@ struct Case {
     BnPtr c, u1, u2;
 };
 
-class CaseMaker {
-public:
-    explicit CaseMaker(const Curve& curve) : n(curve.n), ctx(curve.ctx.get()), bits(curve.nBits) {}
-
+struct CaseMaker {
     static BnPtr shifted(const BIGNUM* v, int b) {  // v * 2^b, or v / 2^-b
         BnPtr r = newBn();
         b >= 0 ? BN_lshift(r.get(), v, b) : BN_rshift(r.get(), v, -b);
@@ -516,7 +501,7 @@ TEST(OpenSslDifferential, VerificationCornerCasesGetOpenSslsVerdict) {
         const Curve c(i);
         std::srand(static_cast<unsigned>(kSeed) + static_cast<unsigned>(i));
         int checked = 0;
-        for (const Case& tc : CaseMaker(c).make()) {
+        for (const Case& tc : CaseMaker{c.n, c.ctx.get(), c.nBits, {}}.make()) {
             SCOPED_TRACE(std::string(c.name) + ": " + tc.label);
             PointPtr Q(EC_POINT_new(c.group.get()), EC_POINT_free);
             ASSERT_EQ(EC_POINT_mul(c.group.get(), Q.get(), tc.c.get(), nullptr, nullptr, c.ctx.get()), 1);
