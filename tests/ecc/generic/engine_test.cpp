@@ -45,10 +45,8 @@ void toLimbs(mpz_srcptr z, Limb* out, int L) {
 }
 void fromLimbs(const Limb* in, int L, mpz_ptr z) { mpz_import(z, static_cast<size_t>(L), -1, sizeof(Limb), 0, 0, in); }
 std::string hexOf(mpz_srcptr z) {
-    char* hex = mpz_get_str(nullptr, 16, z);
-    std::string s(hex);
-    std::free(hex);
-    return s;
+    char hex[160];  // 521 bits
+    return mpz_get_str(hex, 16, z);
 }
 void toMp(mpz_srcptr z, mp_int& out) { BigNum::mp_read_radix(out, hexOf(z).c_str(), 16); }
 
@@ -143,16 +141,15 @@ void checkCompleteAddition(OracleCurve& c) {
                     LimbField<L>::equal(ay, by))
             << what;
     };
-    limbAddComplete(lc, g, scaled, out), check("P + P", &twice);
-    limbAddComplete(lc, g, neg, out), check("P - P", nullptr);
-    limbAddComplete(lc, inf, scaled, out), check("O + P", &g);
-    limbAddComplete(lc, scaled, inf, out), check("P + O", &g);
-    limbAddComplete(lc, inf, inf, out), check("O + O", nullptr);
-    limbAddComplete_var(lc, g, scaled, out), check("var P + P", &twice);
-    limbAddComplete_var(lc, g, neg, out), check("var P - P", nullptr);
-    limbAddComplete_var(lc, inf, scaled, out), check("var O + P", &g);
-    limbAddComplete_var(lc, scaled, inf, out), check("var P + O", &g);
-    limbAddComplete_var(lc, inf, inf, out), check("var O + O", nullptr);
+    const struct {
+        const LimbPoint<L>*a, *b, *want;
+        const char* what;
+    } cases[] = {{&g, &scaled, &twice, "P + P"}, {&g, &neg, nullptr, "P - P"}, {&inf, &scaled, &g, "O + P"},
+                 {&scaled, &inf, &g, "P + O"},   {&inf, &inf, nullptr, "O + O"}};
+    for (const auto& cs : cases) {
+        limbAddComplete(lc, *cs.a, *cs.b, out), check(cs.what, cs.want);
+        limbAddComplete_var(lc, *cs.a, *cs.b, out), check(cs.what, cs.want);
+    }
     limbAddComplete_var(lc, scaled, g, out, true), check("var affine P + P", &twice);
     limbAddComplete_var(lc, neg, g, out, true), check("var affine P - P", nullptr);
     limbAddComplete_var(lc, inf, g, out, true), check("var affine O + P", &g);
@@ -176,12 +173,8 @@ void checkCompleteAddition(OracleCurve& c) {
     negateWhere(lc.f, ~Limb{0}, projNeg.y);
     for (int i = 0; i < L; ++i) projInf.x[i] = projInf.z[i] = 0;
     LimbField<L>::copy(lc.one, projInf.y);
-    const std::pair<const LimbPoint<L>*, const LimbPoint<L>*> cases[] = {
-        {&proj, &twice}, {&projNeg, nullptr}, {&projInf, &g}};
-    for (const auto& cs : cases) {
-        projectiveAddMixed(lc, b, *cs.first, g.x, g.y, out);
-        projectiveToJacobian(lc, out);
-        check("projective", cs.second);
+    for (const auto& [in, want] : {std::pair{&proj, &twice}, {&projNeg, nullptr}, {&projInf, &g}}) {
+        projectiveAddMixed(lc, b, *in, g.x, g.y, out), projectiveToJacobian(lc, out), check("projective", want);
     }
 }
 

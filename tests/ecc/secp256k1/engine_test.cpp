@@ -33,21 +33,22 @@ const char* const kN = "FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFEBAAEDCE6AF48A03BBFD25E8C
 
 U256 U(const std::string& hex) { return U256((std::string(64 - hex.size(), '0') + hex).c_str()); }
 void toZ(const U256& u, mpz_ptr z) { mpz_import(z, 8, -1, 4, 0, 0, u.words); }
-U256 toU(mpz_srcptr z) {  // z mod 2^256, z >= 0
+U256 toU(mpz_srcptr z) {  // z mod 2^256
     Mpz low;
     mpz_fdiv_r_2exp(low, z, 256);
     U256 u;
     mpz_export(u.words, nullptr, -1, 4, 0, 0, low);
     return u;
 }
-std::string hexOf(const U256& u) {
-    char s[65];
-    for (int i = 0; i < 8; ++i) std::snprintf(s + 8 * i, 9, "%08x", u.words[7 - i]);
-    return s;
-}
+// Upper case, as OpenSSL writes points.
 std::string hexOf(const unsigned char* b, std::size_t n) {
     std::string s;
-    for (std::size_t i = 0; i < n; ++i) s += "0123456789abcdef"[b[i] >> 4], s += "0123456789abcdef"[b[i] & 15];
+    for (std::size_t i = 0; i < n; ++i) s += "0123456789ABCDEF"[b[i] >> 4], s += "0123456789ABCDEF"[b[i] & 15];
+    return s;
+}
+std::string hexOf(const U256& u) {
+    char s[65];
+    for (int i = 0; i < 8; ++i) std::snprintf(s + 8 * i, 9, "%08X", u.words[7 - i]);
     return s;
 }
 
@@ -88,11 +89,9 @@ TEST(Unsigned256, EveryOperationMatchesGmp) {
     const std::vector<U256> ops = operands(40);
     for (const U256& a : ops) {
         toZ(a, za);
-        unsigned char be[32], gmpBe[32] = {};
+        unsigned char be[32];
         a.getBigEndian(be);
-        mpz_export(gmpBe + 32 - (mpz_sizeinbase(za, 256) * (mpz_sgn(za.z) != 0)), nullptr, 1, 1, 0, 0, za);
-        EXPECT_EQ(hexOf(be, 32), hexOf(gmpBe, 32));
-        EXPECT_EQ(U256(be), a);
+        EXPECT_TRUE(hexOf(be, 32) == hexOf(a) && U256(be) == a) << hexOf(a);
         U256 v = a;
         EXPECT_EQ(v.shiftLeft1(), static_cast<std::uint32_t>(mpz_tstbit(za, 255))) << hexOf(a);
         mpz_mul_2exp(zr, za, 1); EXPECT_EQ(v, toU(zr)) << "<< 1 " << hexOf(a);
@@ -108,17 +107,12 @@ TEST(Unsigned256, EveryOperationMatchesGmp) {
                 << hexOf(a) << " vs " << hexOf(b);
             for (std::uint32_t flag : {0u, 1u}) {
                 SCOPED_TRACE(hexOf(a) + " op " + hexOf(b) + " flag " + std::to_string(flag));
-                v = a;
-                if (flag) mpz_add(zr, za, zb);
-                else mpz_set(zr, za);
-                EXPECT_EQ(v.add(b, flag), mpz_cmp(zr, two256) >= 0 ? 1u : 0u);
+                v = a, mpz_add(zr, za, flag ? zb.z : two256.z);  // a + 2^256 reads as a with no carry
+                EXPECT_EQ(v.add(b, flag), (flag && mpz_cmp(zr, two256) >= 0) ? 1u : 0u);
                 EXPECT_EQ(v, toU(zr));
-                v = a;
-                if (flag) mpz_sub(zr, za, zb);
-                else mpz_set(zr, za);
-                EXPECT_EQ(v.subtract(b, flag), mpz_sgn(zr.z) < 0 ? 1u : 0u);
-                if (mpz_sgn(zr.z) < 0) mpz_add(zr, zr, two256);
-                EXPECT_EQ(v, toU(zr));
+                v = a, mpz_sub(zr, za, flag ? zb.z : two256.z);
+                EXPECT_EQ(v.subtract(b, flag), (flag && mpz_sgn(zr.z) < 0) ? 1u : 0u);
+                EXPECT_EQ(v, toU(zr));  // toU reduces mod 2^256
                 U256 x = a, y = b;
                 x.swap(y, flag);
                 EXPECT_TRUE(x == (flag ? b : a) && y == (flag ? a : b)) << "swap";
@@ -305,41 +299,31 @@ TEST(Uint256Conversions, RoundTripAndWidthLimit) {
 
 // ---- points, against OpenSSL ----
 
+// Points travel as the hex of their octets ("00" at infinity), OpenSSL's own text form.
 struct Oracle {
     EC_GROUP* g = EC_GROUP_new_by_curve_name(NID_secp256k1);
     BN_CTX* ctx = BN_CTX_new();
     ~Oracle() { BN_CTX_free(ctx), EC_GROUP_free(g); }
-    // Octets of k * base (k * G without a base), uncompressed; "00" at infinity.
+    // k * base, or k * G without a base.
     std::string mul(const U256& k, const std::string& base = "", point_conversion_form_t form = POINT_CONVERSION_UNCOMPRESSED) {
-        unsigned char kb[32];
-        k.getBigEndian(kb);
-        BIGNUM* bn = BN_bin2bn(kb, 32, nullptr);
-        EC_POINT *r = EC_POINT_new(g), *b = point(base);
-        EC_POINT_mul(g, r, base.empty() ? bn : nullptr, base.empty() ? nullptr : b, base.empty() ? nullptr : bn, ctx);
-        const std::string out = octets(r, form);
-        EC_POINT_free(r), EC_POINT_free(b), BN_free(bn);
-        return out;
+        BIGNUM* bn = nullptr;
+        BN_hex2bn(&bn, hexOf(k).c_str());
+        EC_POINT *r = EC_POINT_new(g), *b = base.empty() ? nullptr : EC_POINT_hex2point(g, base.c_str(), nullptr, ctx);
+        EC_POINT_mul(g, r, b ? nullptr : bn, b, b ? bn : nullptr, ctx);
+        EC_POINT_free(b), BN_free(bn);
+        return text(r, form);
     }
     std::string add(const std::string& a, const std::string& b) {
-        EC_POINT *pa = point(a), *pb = point(b);
+        EC_POINT *pa = EC_POINT_hex2point(g, a.c_str(), nullptr, ctx), *pb = EC_POINT_hex2point(g, b.c_str(), nullptr, ctx);
         EC_POINT_add(g, pa, pa, pb, ctx);
-        const std::string out = octets(pa, POINT_CONVERSION_UNCOMPRESSED);
-        EC_POINT_free(pa), EC_POINT_free(pb);
+        EC_POINT_free(pb);
+        return text(pa, POINT_CONVERSION_UNCOMPRESSED);
+    }
+    std::string text(EC_POINT* p, point_conversion_form_t form) {  // frees p
+        char* hex = EC_POINT_point2hex(g, p, form, ctx);
+        const std::string out = hex;
+        OPENSSL_free(hex), EC_POINT_free(p);
         return out;
-    }
-    EC_POINT* point(const std::string& hex) {
-        EC_POINT* p = EC_POINT_new(g);
-        std::vector<unsigned char> b(hex.size() / 2);
-        for (std::size_t i = 0; i < b.size(); ++i) b[i] = static_cast<unsigned char>(std::stoi(hex.substr(2 * i, 2), nullptr, 16));
-        if (!hex.empty()) {
-            EXPECT_EQ(1, EC_POINT_oct2point(g, p, b.data(), b.size(), ctx)) << hex;
-        }
-        return p;
-    }
-    std::string octets(const EC_POINT* p, point_conversion_form_t form) {
-        unsigned char b[65];
-        const std::size_t n = EC_POINT_point2oct(g, p, form, b, sizeof b, ctx);
-        return hexOf(b, n);
     }
 };
 
@@ -486,16 +470,12 @@ TEST(Secp256k1Points, CompleteFormulasAndTheVerifierTest) {
     _vnAffine64 minusA = a;
     fe64::negate(minusA.y, a.y);
     const _vnPt64 inf = pt64::infinity();
-    pt64::add(r, inf, p); EXPECT_EQ(octets(r), pHex) << "O + P";
-    pt64::add(r, p, inf); EXPECT_EQ(octets(r), pHex) << "P + O";
-    pt64::add(r, inf, inf); EXPECT_EQ(octets(r), "00") << "O + O";
-    pt64::add(r, p, p); EXPECT_EQ(octets(r), twoP) << "P + P";
-    pt64::add(r, p, minusP); EXPECT_EQ(octets(r), "00") << "P - P";
-    pt64::addAffine(r, inf, a); EXPECT_EQ(octets(r), pHex) << "O + a";
-    pt64::addAffine(r, p, a); EXPECT_EQ(octets(r), twoP) << "P + a";
-    pt64::addAffine(r, p, minusA); EXPECT_EQ(octets(r), "00") << "P - a";
-    pt64::twice(r, inf); EXPECT_EQ(octets(r), "00") << "2 O";
-    pt64::twice(r, p); EXPECT_EQ(octets(r), twoP) << "2P";
+    std::string got;  // one line per case: O + P, P + O, O + O, P + P, P - P, then mixed and doubling
+    for (const auto& [x, y] : {std::pair{inf, p}, {p, inf}, {inf, inf}, {p, p}, {p, minusP}}) pt64::add(r, x, y), got += octets(r) + " ";
+    for (const auto& x : {inf, p}) pt64::addAffine(r, x, a), got += octets(r) + " ";
+    pt64::addAffine(r, p, minusA), got += octets(r) + " ";
+    for (const auto& x : {inf, p}) pt64::twice(r, x), got += octets(r) + " ";
+    EXPECT_EQ(got, pHex + " " + pHex + " 00 " + twoP + " 00 " + pHex + " " + twoP + " 00 00 " + twoP + " ");
     EXPECT_TRUE(pt64::equal_var(p, pt64::fromCurvePt(P)) && !pt64::equal_var(p, minusP));
 
     const std::string n1 = std::string(kN).substr(0, 63), pMinusN = "14551231950B75FC4402DA1722FC9BAEE";
