@@ -150,14 +150,12 @@ void checkCompleteAddition(OracleCurve& c) {
         limbAddComplete(lc, *cs.a, *cs.b, out), check(cs.what, cs.want);
         limbAddComplete_var(lc, *cs.a, *cs.b, out), check(cs.what, cs.want);
     }
-    limbAddComplete_var(lc, scaled, g, out, true), check("var affine P + P", &twice);
-    limbAddComplete_var(lc, neg, g, out, true), check("var affine P - P", nullptr);
-    limbAddComplete_var(lc, inf, g, out, true), check("var affine O + P", &g);
+    for (const auto& [a, want] : {std::pair{&scaled, &twice}, {&neg, nullptr}, {&inf, &g}}) {  // g affine
+        limbAddComplete_var(lc, *a, g, out, true), check("var affine", want);
+        limbAddMixedComplete(lc, *a, g.x, g.y, out), check("mixed", want);
+    }
     limbAddComplete(lc, twice, g, thrice), limbAddComplete_var(lc, twice, g, out, true);
     check("var affine 2P + P", &thrice);
-    limbAddMixedComplete(lc, scaled, g.x, g.y, out), check("mixed P + P", &twice);
-    limbAddMixedComplete(lc, neg, g.x, g.y, out), check("mixed P - P", nullptr);
-    limbAddMixedComplete(lc, inf, g.x, g.y, out), check("mixed O + P", &g);
     // The projective form (x l, y l, l) of the same point, its negative, and (0 : 1 : 0).
     ProjectiveB<L> b;
     mp_int bm;
