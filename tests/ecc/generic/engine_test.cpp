@@ -48,7 +48,6 @@ std::string hexOf(mpz_srcptr z) {
     char hex[160];  // 521 bits
     return mpz_get_str(hex, 16, z);
 }
-void toMp(mpz_srcptr z, mp_int& out) { BigNum::mp_read_radix(out, hexOf(z).c_str(), 16); }
 
 // mul, sqr, add, sub, half and invert on every pair of edge and random residues, against
 // GMP, on the portable columns and on the MULX/ADX route where the size has one; outputs
@@ -209,7 +208,7 @@ TEST(EngineRoutines, MatchOpenSslOnEdgeAndRandomScalars) {
         for (int i = 0; i < 4; ++i) rnd.below(n, z), hexes.push_back(hexOf(z));
         mp_int q, u, one;
         BigNum::mp_set(one, 1);
-        rnd.below(n, z), toMp(z, q);
+        rnd.below(n, z), BigNum::mp_read_radix(q, hexOf(z).c_str(), 16);
         EccPoint Q, ours, theirs;
         c.mul(c.G, q, Q);
         for (const std::string& hex : hexes) {
@@ -221,7 +220,7 @@ TEST(EngineRoutines, MatchOpenSslOnEdgeAndRandomScalars) {
             EXPECT_TRUE(engine->generatorMultiply(k, ours) && samePoint(ours, theirs)) << "k*G";
             c.mul(Q, k, theirs);
             EXPECT_TRUE(engine->multiply(k, Q, ours) && samePoint(ours, theirs)) << "k*Q";
-            rnd.below(n, z), toMp(z, u);
+            rnd.below(n, z), BigNum::mp_read_radix(u, hexOf(z).c_str(), 16);
             c.mul2(c.G, k, Q, u, theirs);
             EXPECT_TRUE(c.key.mul2add(c.G, k, Q, u, ours, c.ma(), c.p, log) && samePoint(ours, theirs)) << "mul2add";
         }
