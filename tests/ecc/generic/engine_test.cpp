@@ -45,12 +45,9 @@ void toLimbs(mpz_srcptr z, Limb* out, int L) {
 }
 void fromLimbs(const Limb* in, int L, mpz_ptr z) { mpz_import(z, static_cast<size_t>(L), -1, sizeof(Limb), 0, 0, in); }
 std::string hexOf(mpz_srcptr z) {
-    char* hex = mpz_get_str(nullptr, 16, z);
-    std::string s(hex);
-    std::free(hex);
-    return s;
+    char hex[160];  // 521 bits
+    return mpz_get_str(hex, 16, z);
 }
-void toMp(mpz_srcptr z, mp_int& out) { BigNum::mp_read_radix(out, hexOf(z).c_str(), 16); }
 
 // mul, sqr, add, sub, half and invert on every pair of edge and random residues, against
 // GMP, on the portable columns and on the MULX/ADX route where the size has one; outputs
@@ -143,24 +140,21 @@ void checkCompleteAddition(OracleCurve& c) {
                     LimbField<L>::equal(ay, by))
             << what;
     };
-    limbAddComplete(lc, g, scaled, out), check("P + P", &twice);
-    limbAddComplete(lc, g, neg, out), check("P - P", nullptr);
-    limbAddComplete(lc, inf, scaled, out), check("O + P", &g);
-    limbAddComplete(lc, scaled, inf, out), check("P + O", &g);
-    limbAddComplete(lc, inf, inf, out), check("O + O", nullptr);
-    limbAddComplete_var(lc, g, scaled, out), check("var P + P", &twice);
-    limbAddComplete_var(lc, g, neg, out), check("var P - P", nullptr);
-    limbAddComplete_var(lc, inf, scaled, out), check("var O + P", &g);
-    limbAddComplete_var(lc, scaled, inf, out), check("var P + O", &g);
-    limbAddComplete_var(lc, inf, inf, out), check("var O + O", nullptr);
-    limbAddComplete_var(lc, scaled, g, out, true), check("var affine P + P", &twice);
-    limbAddComplete_var(lc, neg, g, out, true), check("var affine P - P", nullptr);
-    limbAddComplete_var(lc, inf, g, out, true), check("var affine O + P", &g);
+    const struct {
+        const LimbPoint<L>*a, *b, *want;
+        const char* what;
+    } cases[] = {{&g, &scaled, &twice, "P + P"}, {&g, &neg, nullptr, "P - P"}, {&inf, &scaled, &g, "O + P"},
+                 {&scaled, &inf, &g, "P + O"},   {&inf, &inf, nullptr, "O + O"}};
+    for (const auto& cs : cases) {
+        limbAddComplete(lc, *cs.a, *cs.b, out), check(cs.what, cs.want);
+        limbAddComplete_var(lc, *cs.a, *cs.b, out), check(cs.what, cs.want);
+    }
+    for (const auto& [a, want] : {std::pair{&scaled, &twice}, {&neg, nullptr}, {&inf, &g}}) {  // g affine
+        limbAddComplete_var(lc, *a, g, out, true), check("var affine", want);
+        limbAddMixedComplete(lc, *a, g.x, g.y, out), check("mixed", want);
+    }
     limbAddComplete(lc, twice, g, thrice), limbAddComplete_var(lc, twice, g, out, true);
     check("var affine 2P + P", &thrice);
-    limbAddMixedComplete(lc, scaled, g.x, g.y, out), check("mixed P + P", &twice);
-    limbAddMixedComplete(lc, neg, g.x, g.y, out), check("mixed P - P", nullptr);
-    limbAddMixedComplete(lc, inf, g.x, g.y, out), check("mixed O + P", &g);
     // The projective form (x l, y l, l) of the same point, its negative, and (0 : 1 : 0).
     ProjectiveB<L> b;
     mp_int bm;
@@ -176,12 +170,8 @@ void checkCompleteAddition(OracleCurve& c) {
     negateWhere(lc.f, ~Limb{0}, projNeg.y);
     for (int i = 0; i < L; ++i) projInf.x[i] = projInf.z[i] = 0;
     LimbField<L>::copy(lc.one, projInf.y);
-    const std::pair<const LimbPoint<L>*, const LimbPoint<L>*> cases[] = {
-        {&proj, &twice}, {&projNeg, nullptr}, {&projInf, &g}};
-    for (const auto& cs : cases) {
-        projectiveAddMixed(lc, b, *cs.first, g.x, g.y, out);
-        projectiveToJacobian(lc, out);
-        check("projective", cs.second);
+    for (const auto& [in, want] : {std::pair{&proj, &twice}, {&projNeg, nullptr}, {&projInf, &g}}) {
+        projectiveAddMixed(lc, b, *in, g.x, g.y, out), projectiveToJacobian(lc, out), check("projective", want);
     }
 }
 
@@ -218,7 +208,7 @@ TEST(EngineRoutines, MatchOpenSslOnEdgeAndRandomScalars) {
         for (int i = 0; i < 4; ++i) rnd.below(n, z), hexes.push_back(hexOf(z));
         mp_int q, u, one;
         BigNum::mp_set(one, 1);
-        rnd.below(n, z), toMp(z, q);
+        rnd.below(n, z), BigNum::mp_read_radix(q, hexOf(z).c_str(), 16);
         EccPoint Q, ours, theirs;
         c.mul(c.G, q, Q);
         for (const std::string& hex : hexes) {
@@ -230,7 +220,7 @@ TEST(EngineRoutines, MatchOpenSslOnEdgeAndRandomScalars) {
             EXPECT_TRUE(engine->generatorMultiply(k, ours) && samePoint(ours, theirs)) << "k*G";
             c.mul(Q, k, theirs);
             EXPECT_TRUE(engine->multiply(k, Q, ours) && samePoint(ours, theirs)) << "k*Q";
-            rnd.below(n, z), toMp(z, u);
+            rnd.below(n, z), BigNum::mp_read_radix(u, hexOf(z).c_str(), 16);
             c.mul2(c.G, k, Q, u, theirs);
             EXPECT_TRUE(c.key.mul2add(c.G, k, Q, u, ours, c.ma(), c.p, log) && samePoint(ours, theirs)) << "mul2add";
         }

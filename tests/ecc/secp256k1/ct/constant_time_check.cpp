@@ -28,43 +28,36 @@ using vn::_vnCurvePt;
 using vn::_vnFieldElement;
 using vn::_vnUnsigned256;
 
-template <typename T>
-void makeSecret(T& v) {
-    VALGRIND_MAKE_MEM_UNDEFINED(&v, sizeof v);
+void undefine(void* p, std::size_t n) {
+    VALGRIND_MAKE_MEM_UNDEFINED(p, n);
 }
-
-template <typename T>
-void makePublic(T& v) {
-    VALGRIND_MAKE_MEM_DEFINED(&v, sizeof v);
+template <typename... T>
+void makeSecret(T&... v) {
+    (undefine(&v, sizeof v), ...);
 }
 
 int failures = 0;
 
 template <typename T>
 void expectSame(T result, const T& expected, const char* what) {
-    makePublic(result);
-    if (std::memcmp(&result, &expected, sizeof result) != 0) {
-        std::fprintf(stderr, "mismatch: %s\n", what);
-        ++failures;
-    }
+    VALGRIND_MAKE_MEM_DEFINED(&result, sizeof result);
+    if (std::memcmp(&result, &expected, sizeof result) != 0) std::fprintf(stderr, "mismatch: %s\n", what), ++failures;
 }
 
-const _vnUnsigned256 kScalars[] = {
-    _vnUnsigned256("C0FFEE0123456789ABCDEF0011223344556677889900AABBCCDDEEFF10203040"),
-    _vnUnsigned256("0000000000000000000000000000000000000000000000000000000000000000"),
-    _vnUnsigned256("FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFEBAAEDCE6AF48A03BBFD25E8CD0364141"),
-    _vnUnsigned256("FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFF"),
-    _vnUnsigned256("0000000000000000000000000000000000000000000000000000000000000008"),
-};
+const char* const kScalars[] = {"C0FFEE0123456789ABCDEF0011223344556677889900AABBCCDDEEFF10203040",
+                                "0000000000000000000000000000000000000000000000000000000000000000",
+                                "FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFEBAAEDCE6AF48A03BBFD25E8CD0364141",
+                                "FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFF",
+                                "0000000000000000000000000000000000000000000000000000000000000008"};
 
 // The products of key generation, signing (the generator table), key agreement (odd
 // windows) and the word engine's multiplyPt with normalization and compression, with the
 // scalar secret; the second round makes the base point secret too, as a peer's point is.
 void checkPoints() {
-    for (const auto& k : kScalars) {
+    for (const char* hex : kScalars) {
+        const _vnUnsigned256 k(hex);
         _vnCurvePt expected = _vnCurvePt::m_s_G;
-        expected.multiplyPt(k);
-        expected.normalizePt();
+        expected.multiplyPt(k), expected.normalizePt();
         _vnUnsigned256 sk = k;
         makeSecret(sk);
         vn::_vnPt64 product;
@@ -74,8 +67,7 @@ void checkPoints() {
             _vnCurvePt p = _vnCurvePt::m_s_G;
             vn::_vnPt64 base = vn::pt64::fromCurvePt(p);
             if (secretBase != 0) makeSecret(p), makeSecret(base);
-            p.multiplyPt(sk);
-            p.normalizePt();
+            p.multiplyPt(sk), p.normalizePt();
             unsigned char compressed[33];
             p.toCompressedPoint(compressed);
             expectSame(p, expected, "multiplyPt / normalizePt");
@@ -86,13 +78,11 @@ void checkPoints() {
 }
 
 void checkField() {
-    const _vnFieldElement a0 = _vnCurvePt::m_s_G.x;
-    const _vnFieldElement b0 = _vnCurvePt::m_s_G.y;
+    const _vnFieldElement a0 = _vnCurvePt::m_s_G.x, b0 = _vnCurvePt::m_s_G.y;
     const _vnUnsigned256 big("FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFEFFFFFC30");
-
     _vnFieldElement e = a0, s = a0, b = b0;
     _vnUnsigned256 raw = big;
-    makeSecret(s), makeSecret(b), makeSecret(raw);
+    makeSecret(s, b, raw);
 
     e.add(b0), s.add(b), expectSame(s, e, "field add");
     e.subtract(b0), s.subtract(b), expectSame(s, e, "field subtract");
@@ -102,29 +92,27 @@ void checkField() {
     e.reciprocal(), s.reciprocal(), expectSame(s, e, "field reciprocal");
     expectSame(_vnFieldElement(raw), _vnFieldElement(big), "field reduction");
 
-    const std::uint32_t ef = e.equalFlag(a0);
-    std::uint32_t sf = s.equalFlag(a0);
+    const std::uint32_t ef = e.equalFlag(a0), sf = s.equalFlag(a0);
     expectSame(sf, ef, "field equality");
     e.replace(a0, 1), s.replace(a0, sf ^ 1u), expectSame(s, e, "field replace");
 }
 
 void checkIntegers() {
     const _vnUnsigned256& n = _vnCurvePt::m_s_order;
-    const _vnUnsigned256 x0("7A1B2C3D4E5F60718293A4B5C6D7E8F90A1B2C3D4E5F60718293A4B5C6D7E8F9");
-    const _vnUnsigned256 y0("F0E1D2C3B4A5968778695A4B3C2D1E0FF0E1D2C3B4A5968778695A4B3C2D1E0F");
-    const _vnUnsigned256 r0("1A2B3C4D5E6F708192A3B4C5D6E7F8091A2B3C4D5E6F708192A3B4C5D6E7F809");
+    const _vnUnsigned256 x0("7A1B2C3D4E5F60718293A4B5C6D7E8F90A1B2C3D4E5F60718293A4B5C6D7E8F9"),
+        y0("F0E1D2C3B4A5968778695A4B3C2D1E0FF0E1D2C3B4A5968778695A4B3C2D1E0F"),
+        r0("1A2B3C4D5E6F708192A3B4C5D6E7F8091A2B3C4D5E6F708192A3B4C5D6E7F809");
 
     // The inverse modulo the order, bit-serial and Montgomery, as used for nonces.
     _vnUnsigned256 e = x0, s = x0, inv = x0;
-    makeSecret(s), makeSecret(inv);
+    makeSecret(s, inv);
     e.reciprocal(n), s.reciprocal(n), expectSame(s, e, "reciprocal mod n");
     vn::reciprocalModOrderMont(inv), expectSame(inv, e, "reciprocalModOrderMont");
 
     // Masked primitives with secret operands and secret flags.
     _vnUnsigned256 a = x0, b = y0, ea = x0, eb = y0;
-    makeSecret(a), makeSecret(b);
-    std::uint32_t flag = a.lessFlag(b);
-    const std::uint32_t eflag = ea.lessFlag(eb);
+    makeSecret(a, b);
+    const std::uint32_t flag = a.lessFlag(b), eflag = ea.lessFlag(eb);
     ea.add(eb, eflag), a.add(b, flag), expectSame(a, ea, "add");
     ea.subtract(eb, eflag), a.subtract(b, flag), expectSame(a, ea, "subtract");
     ea.shiftRight1(eflag), a.shiftRight1(flag), expectSame(a, ea, "shiftRight1");
@@ -133,14 +121,14 @@ void checkIntegers() {
 
     // The order product with both operands secret, then with x and y the same object.
     _vnUnsigned256 ex = x0, sx = x0, sy = y0;
-    makeSecret(sx), makeSecret(sy);
+    makeSecret(sx, sy);
     vn::multiplyModOrder(ex, y0), vn::multiplyModOrder(sx, sy), expectSame(sx, ex, "multiplyModOrder");
     vn::multiplyModOrder(ex, ex), vn::multiplyModOrder(sx, sx), expectSame(sx, ex, "multiplyModOrder squaring");
 
     // The signer's s, with nonce and key secret.
     _vnUnsigned256 k = x0, d = y0, expectedS, s2;
     vn::signatureS(x0, y0, r0, y0, expectedS);
-    makeSecret(k), makeSecret(d);
+    makeSecret(k, d);
     vn::signatureS(k, d, r0, y0, s2), expectSame(s2, expectedS, "signatureS");
 }
 
@@ -150,10 +138,7 @@ int main() {
     checkIntegers();
     checkField();
     checkPoints();
-    if (failures != 0) {
-        std::fprintf(stderr, "%d mismatches\n", failures);
-        return 1;
-    }
+    if (failures != 0) return std::fprintf(stderr, "%d mismatches\n", failures), 1;
     std::printf("secp256k1 constant-time check: %s\n",
                 RUNNING_ON_VALGRIND ? "ran under valgrind" : "not under valgrind (results only)");
     return 0;
