@@ -1,0 +1,782 @@
+// Every parser and key loader against malformed and hostile input, one case a line in
+// data/*.txt: `loader | input | expect`. The grammar is in data/README.txt. For each refusal
+// the driver holds the loader to the same contract: false, the promised lines, a key that
+// started private ends with nothing private in it, and outputs left as the loader promises.
+// Text inputs sit in exact-size heap blocks so the sanitizers and memcheck see any over-read.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <dirent.h>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ecc/EccKey.h"
+#include "host/Asn1.h"
+#include "host/AsnItem.h"
+#include "host/BigNum.h"
+#include "host/JsonObject.h"
+#include "host/Pem.h"
+#include "host/ScopedOwners.h"
+#include "host/SshMessage.h"
+#include "host/Xml.h"
+
+namespace vn {
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+std::string hexOf(const unsigned char* p, std::size_t n) {
+    static const char kHex[] = "0123456789ABCDEF";
+    std::string s;
+    for (std::size_t i = 0; i < n; ++i) s += {kHex[p[i] >> 4], kHex[p[i] & 15]};
+    return s;
+}
+std::string hexOf(const DataBuffer& db) { return db.getSize() ? hexOf(db.getData2(), db.getSize()) : ""; }
+std::string hexOf(const mp_int& v) {
+    DataBuffer db;
+    BigNum::mpint_to_db(v, db);
+    return v.isZero() ? "0" : (v.isNegative() ? "-" : "") + hexOf(db);
+}
+Bytes bytesOf(const DataBuffer& db) { return db.getSize() ? Bytes(db.getData2(), db.getData2() + db.getSize()) : Bytes(); }
+Bytes bytesOf(const std::string& s) { return Bytes(s.begin(), s.end()); }
+Bytes operator+(Bytes a, const Bytes& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+Bytes fixedBytes(const mp_int& v, unsigned width) {
+    DataBuffer db;
+    BigNum::mpint_to_db(v, db);
+    Bytes b = bytesOf(db);
+    if (b.size() < width) b.insert(b.begin(), width - b.size(), 0);
+    return b;
+}
+// Control and non-ASCII bytes as \xNN, for printing what a row saw.
+std::string escape(const std::string& s) {
+    std::string o;
+    for (char ch : s) {
+        const auto c = static_cast<unsigned char>(ch);
+        o += c >= 0x20 && c < 0x7F ? std::string(1, ch) : "\\x" + hexOf(&c, 1);
+    }
+    return o;
+}
+
+Bytes derTlv(unsigned char tag, const Bytes& content) {
+    Bytes len;
+    std::size_t n = content.size();
+    if (n < 0x80) len.push_back(static_cast<unsigned char>(n));
+    for (std::size_t m = n < 0x80 ? 0 : n; m != 0; m >>= 8) len.insert(len.begin(), static_cast<unsigned char>(m));
+    if (n >= 0x80) len.insert(len.begin(), static_cast<unsigned char>(0x80 | len.size()));
+    return Bytes{tag} + len + content;
+}
+Bytes be32(std::size_t n) {
+    return {static_cast<unsigned char>(n >> 24), static_cast<unsigned char>(n >> 16), static_cast<unsigned char>(n >> 8),
+            static_cast<unsigned char>(n)};
+}
+
+// depth SEQUENCEs around one INTEGER, headers computed inside out without copying the body.
+Bytes nested(std::size_t depth) {
+    std::vector<Bytes> headers(depth);
+    std::size_t len = 3;
+    for (std::size_t i = depth; i-- > 0;) {
+        headers[i] = derTlv(0x30, Bytes(len));
+        headers[i].resize(headers[i].size() - len);
+        len += headers[i].size();
+    }
+    Bytes out;
+    out.reserve(len);
+    for (const Bytes& h : headers) out.insert(out.end(), h.begin(), h.end());
+    return out + Bytes{0x02, 0x01, 0x01};
+}
+
+// Each request filled with one byte, the next byte on the next call: the fixture signatures
+// are the same on every run, and a signer that redraws gets a new nonce.
+struct CountingPrng : _vnPrng {
+    unsigned char next = 0x42;
+    bool genRandomBytes(unsigned n, DataBuffer& out, LogBase&) override { return out.append(Bytes(n, next++).data(), n); }
+};
+
+const char* const kScalarHex = "C9AFA9D845BA75166B5C215767B1D6934E50C3DB36E89B127B8A622B120F6721";
+const unsigned char kDigest[32] = {0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A,
+                                   0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A,
+                                   0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A};
+
+// One fixed key on a generic curve (p256) and one on the fast path (k1), and the pieces the
+// data lines are built from: @p256.sec1, @k1.n+1, ...
+struct Fixtures {
+    EccKey p256, k1, p521;
+    std::map<std::string, Bytes> parts;
+    void add(const char* prefix, EccKey& key) {
+        LogBase log;
+        const std::string p = std::string(prefix) + ".";
+        DataBuffer db;
+        auto put = [&](const char* name, bool ok) {
+            EXPECT_TRUE(ok) << name;
+            parts[p + name] = bytesOf(db);
+            db.clear();
+        };
+        mp_int n, pr, one, t;
+        BigNum::mp_read_radix(n, key.m_curve.n.getString(), 16);
+        BigNum::mp_read_radix(pr, key.m_curve.p.getString(), 16);
+        BigNum::mp_set(one, 1);
+        const unsigned w = static_cast<unsigned>(key.m_curve.fieldBytes);
+        parts[p + "k"] = fixedBytes(key.m_k, w);
+        parts[p + "x"] = fixedBytes(key.m_pubPoint.x, w);
+        parts[p + "y"] = fixedBytes(key.m_pubPoint.y, w);
+        parts[p + "n"] = fixedBytes(n, w);
+        parts[p + "p"] = fixedBytes(pr, w);
+        BigNum::mp_add(n, one, t);
+        parts[p + "n+1"] = fixedBytes(t, w);
+        BigNum::mp_add(key.m_pubPoint.x, pr, t);
+        parts[p + "x+p"] = fixedBytes(t, w + 1);
+        BigNum::mp_add(key.m_pubPoint.y, one, t);
+        parts[p + "y+1"] = fixedBytes(t, w);
+        put("point", key.exportEccPoint(db, log));
+        put("sec1nopub", key.toEccPkcs1PrivateKeyDer(db, log));
+        put("spki", key.toPublicKeyDer_shortFmt(db, log));
+        put("pkcs8", key.toEccPkcs8PrivateKeyDer(db, log));
+        CountingPrng prng;
+        put("sig", key.eccSignHash(kDigest, 32, prng, true, db, log));
+        log.m_options.setString("EMIT_ECC_PKCS1_PUBKEY");
+        put("sec1", key.toEccPkcs1PrivateKeyDer(db, log));
+        StringBuffer sb;
+        EXPECT_TRUE(key.toEccPrivateKeyJwk(sb, log));
+        parts[p + "jwk"] = bytesOf(std::string(sb.getString()));
+        EXPECT_TRUE(key.toEccPrivateKeyXml(sb, log));
+        parts[p + "xml"] = bytesOf(std::string(sb.getString()));
+        DataBuffer der, body;
+        der.append(parts[p + "sec1"].data(), static_cast<unsigned>(parts[p + "sec1"].size()));
+        EXPECT_TRUE(_vnPublicKey::derToPem("EC PRIVATE KEY", der, sb, log));
+        parts[p + "pem"] = bytesOf(std::string(sb.getString()));
+        // The OpenSSH private section: key type, curve id, point, k.
+        const std::string id = key.m_curve.puttyCurveName();
+        BigNum::mpint_to_ssh_db(key.m_k, body);
+        parts[p + "openssh"] = be32(19) + bytesOf("ecdsa-sha2-" + id) + be32(id.size()) + bytesOf(id) +
+                               be32(parts[p + "point"].size()) + parts[p + "point"] + be32(body.getSize()) +
+                               bytesOf(body);
+    }
+    Fixtures() {
+        LogBase log;
+        EXPECT_TRUE(p256.generateNewKey2(StringBuffer("secp256r1"), kScalarHex, "hex", log));
+        EXPECT_TRUE(k1.generateNewKey2(StringBuffer("secp256k1"), kScalarHex, "hex", log));
+        EXPECT_TRUE(p521.generateNewKey2(StringBuffer("secp521r1"), kScalarHex, "hex", log));
+        add("p256", p256);
+        add("k1", k1);
+        add("p521", p521);
+    }
+    // The fixture on a curve, by any of its names.
+    std::string prefix(const std::string& curve) {
+        return curve.find("k1") != std::string::npos || curve.find("k256") != std::string::npos   ? "k1."
+               : curve.find("521") != std::string::npos ? "p521."
+                                                          : "p256.";
+    }
+    EccKey& of(const std::string& curve) { return prefix(curve) == "k1." ? k1 : prefix(curve) == "p521." ? p521 : p256; }
+};
+Fixtures& fx() {
+    static Fixtures* f = new Fixtures();
+    return *f;
+}
+
+// ---- Input expressions ----------------------------------------------------------------------
+
+Bytes parseBytes(const std::string& s, std::size_t& i, char close);
+
+Bytes token(const std::string& t) {
+    if (t[0] == '@') {
+        auto it = fx().parts.find(t.substr(1));
+        EXPECT_NE(it, fx().parts.end()) << "no fixture " << t;
+        return it == fx().parts.end() ? Bytes() : it->second;
+    }
+    if (t.rfind("nest:", 0) == 0) return nested(std::stoul(t.substr(5)));
+    const std::size_t star = t.find('*');
+    const std::string hex = t.substr(0, star);
+    DataBuffer db;
+    EXPECT_TRUE(db.appendEncoded(hex.c_str(), "hex")) << "bad hex " << t;
+    Bytes one = bytesOf(db), out;
+    const std::size_t times = star == std::string::npos ? 1 : std::stoul(t.substr(star + 1));
+    for (std::size_t k = 0; k < times; ++k) out.insert(out.end(), one.begin(), one.end());
+    return out;
+}
+
+// Hex, @fixtures, HEX*count, nest:N, 'text', (TAG content) as DER, [content] as an SSH string.
+Bytes parseBytes(const std::string& s, std::size_t& i, char close) {
+    Bytes out;
+    while (i < s.size()) {
+        const char c = s[i];
+        if (c == ' ') {
+            ++i;
+        } else if (c == close) {
+            ++i;
+            break;
+        } else if (c == '(' || c == '[') {
+            Bytes inner = parseBytes(s, ++i, c == '(' ? ')' : ']');
+            out = out + (c == '[' ? be32(inner.size()) + inner
+                                  : derTlv(inner.empty() ? 0 : inner[0], Bytes(inner.begin() + 1, inner.end())));
+        } else if (c == '\'') {
+            const std::size_t end = s.find('\'', i + 1);
+            out = out + bytesOf(s.substr(i + 1, end - i - 1));
+            i = end + 1;
+        } else {
+            const std::size_t end = s.find_first_of(" ()[]", i);
+            out = out + token(s.substr(i, end - i));
+            i = end == std::string::npos ? s.size() : end;
+        }
+    }
+    return out;
+}
+
+// Text with \xNN \t \r \n \0 \\ escapes and ${expr} pieces (${b64:expr}, ${hex:expr} encode).
+Bytes parseText(const std::string& s) {
+    Bytes out;
+    for (std::size_t i = 0; i < s.size(); ++i) {
+        if (s[i] == '\\' && i + 1 < s.size()) {
+            const char e = s[++i];
+            if (e == 'x') {
+                out.push_back(static_cast<unsigned char>(std::stoul(s.substr(i + 1, 2), nullptr, 16)));
+                i += 2;
+            } else {
+                out.push_back(static_cast<unsigned char>(e == 't' ? '\t' : e == 'r' ? '\r' : e == 'n' ? '\n' : e == '0' ? '\0' : e));
+            }
+        } else if (s.compare(i, 2, "${") == 0) {
+            const std::size_t end = s.find('}', i);
+            std::string expr = s.substr(i + 2, end - i - 2);
+            const std::size_t colon = expr.find(':');
+            const std::string enc = colon == std::string::npos ? "" : expr.substr(0, colon);
+            const bool encoded = enc == "b64" || enc == "b64url" || enc == "hex";
+            if (encoded) expr = expr.substr(colon + 1);
+            std::size_t at = 0;
+            Bytes b = parseBytes(expr, at, 0);
+            if (encoded) {
+                DataBuffer db;
+                db.append(b.data(), static_cast<unsigned>(b.size()));
+                StringBuffer sb;
+                db.encodeDB(enc == "b64" ? "base64" : enc == "b64url" ? "base64url" : "hex", sb);
+                b = bytesOf(std::string(sb.getString()));
+            }
+            out = out + b;
+            i = end;
+        } else {
+            out.push_back(static_cast<unsigned char>(s[i]));
+        }
+    }
+    return out;
+}
+
+// ---- Loaders --------------------------------------------------------------------------------
+
+struct Run {
+    LogBase log;
+    EccKey key;
+    std::string out;  // what the loader produced, for `ok CHECK` and `%` elements
+    bool null = false;
+};
+
+// The input as a NUL-terminated heap block of exactly its size (or null for the `null` input).
+struct Text {
+    explicit Text(const Bytes& in, bool null) : p(null ? nullptr : new char[in.size() + 1]) {
+        if (p) std::copy(in.begin(), in.end(), p.get()), p[in.size()] = '\0';
+    }
+    std::unique_ptr<char[]> p;
+    operator const char*() const { return p.get(); }
+};
+
+std::string describe(EccKey& key) {
+    LogNull quiet;
+    return std::string(key.m_curve.name.getString()) + (key.m_keyType == 1 ? " private" : " public") +
+           (key.isPoint(quiet) ? "" : " off-curve");
+}
+
+DataBuffer& fill(DataBuffer& db, const Bytes& in) {
+    db.append(in.data(), static_cast<unsigned>(in.size()));
+    return db;
+}
+DataBuffer& buffer(DataBuffer&& db, const Bytes& in) {
+    db.append(in.data(), static_cast<unsigned>(in.size()));
+    return db;
+}
+
+enum KeyRule { kNoKey, kNothingPrivate, kNotTypedPrivate };
+struct Loader {
+    KeyRule rule;
+    std::function<bool(const std::string& arg, const Bytes& in, Run& r)> fn;
+};
+
+bool keyResult(bool ok, Run& r) {
+    r.out = ok ? describe(r.key) : std::string(r.key.m_curve.name.getString()) + " k=" + hexOf(r.key.m_k);
+    return ok;
+}
+
+bool verify(EccKey& key, const Bytes& sig, bool useRLen, unsigned rLen, unsigned hashLen, Run& r) {
+    bool valid = true;
+    const bool ok = key.eccVerifyHash(sig.data(), static_cast<unsigned>(sig.size()), useRLen, kDigest, hashLen, valid,
+                                      r.log, rLen);
+    if (!ok) { EXPECT_FALSE(valid); }
+    r.out = valid ? "valid" : "invalid";
+    return ok;
+}
+
+template <typename Parse>
+bool sshParse(const std::string& arg, const Bytes& in, Run& r, Parse parse) {
+    DataBuffer db;
+    fill(db, in);
+    const unsigned start = static_cast<unsigned>(std::stoul(arg.empty() ? "0" : arg, nullptr, 0));
+    unsigned offset = start;
+    const bool ok = parse(db, offset);
+    if (!ok) { EXPECT_EQ(offset, start) << "offset moved"; }
+    r.out += " @" + std::to_string(offset);
+    return ok;
+}
+
+const std::map<std::string, Loader>& loaders() {
+    static const std::map<std::string, Loader> table = {
+        {"der", {kNothingPrivate, [](const std::string&, const Bytes& in, Run& r) {
+             DataBuffer db;
+    fill(db, in);
+             return keyResult(r.key.loadEccDer(db, r.log), r);
+         }}},
+        {"raw-priv", {kNothingPrivate, [](const std::string& arg, const Bytes& in, Run& r) {
+             return keyResult(r.key.loadEccPrivateRaw(buffer(DataBuffer(), in), arg == "k1", r.log), r);
+         }}},
+        {"raw-pub", {kNothingPrivate, [](const std::string&, const Bytes& in, Run& r) {
+             DataBuffer db;
+    fill(db, in);
+             return keyResult(r.key.loadEccPublicRaw(db, r.log), r);
+         }}},
+        {"point", {kNothingPrivate, [](const std::string& curve, const Bytes& in, Run& r) {
+             DataBuffer db;
+    fill(db, in);
+             return keyResult(r.key.loadEcPubKeyByCurveAndPoint(curve.c_str(), db, r.log), r);
+         }}},
+        {"putty", {kNothingPrivate, [](const std::string& curve, const Bytes& in, Run& r) {
+             DataBuffer point, blob;
+             fill(point, fx().parts[fx().prefix(curve) + "point"]), fill(blob, in);
+             return keyResult(r.key.loadPrivateFromPuttySsh(curve.c_str(), point, blob, r.log), r);
+         }}},
+        {"putty-point", {kNothingPrivate, [](const std::string&, const Bytes& in, Run& r) {
+             DataBuffer point, blob;
+             fill(point, in), fill(blob, fx().parts["p256.openssh"]);
+             return keyResult(r.key.loadPrivateFromPuttySsh("secp256r1", point, blob, r.log), r);
+         }}},
+        // A refused JWK is never typed private, but a "d" read before the refusal stays in k.
+        {"jwk", {kNotTypedPrivate, [](const std::string&, const Bytes& in, Run& r) {
+             ClsJsonObject json;
+             EXPECT_TRUE(json.load(Text(in, false)));
+             const bool ok = r.key.loadAnyJwk(json, r.log);
+             for (const auto& e : r.log.entries()) EXPECT_EQ(e.context.rfind("loadAnyJwk_ecc", 0), 0u) << e.text;
+             return keyResult(ok, r);
+         }}},
+        {"xml-key", {kNothingPrivate, [](const std::string&, const Bytes& in, Run& r) {
+             ClsXml xml;
+             EXPECT_TRUE(xml.loadXml(Text(in, false)));
+             return keyResult(r.key.loadAnyXml(xml, r.log), r);
+         }}},
+        {"verify", {kNoKey, [](const std::string& arg, const Bytes& in, Run& r) {
+             const std::size_t colon = arg.find(':');
+             const unsigned hashLen = colon == std::string::npos ? 32u : static_cast<unsigned>(std::stoul(arg.substr(colon + 1)));
+             return verify(fx().of(arg.substr(0, colon)), in, false, 0, hashLen, r);
+         }}},
+        {"verify-rlen", {kNoKey, [](const std::string& arg, const Bytes& in, Run& r) {
+             return verify(fx().p256, in, true, static_cast<unsigned>(std::stoul(arg, nullptr, 0)), 32, r);
+         }}},
+        // The input is the public point; the signature is the fixture key's own.
+        {"verify-q", {kNoKey, [](const std::string& curve, const Bytes& in, Run& r) {
+             EccKey q;
+             DataBuffer db;
+    fill(db, in);
+             EXPECT_TRUE(q.loadEcPubKeyByCurveAndPoint(curve.c_str(), db, r.log));
+             return verify(q, fx().parts[fx().prefix(curve) + "sig"], false, 0, 32, r);
+         }}},
+        {"tls-wrap", {kNoKey, [](const std::string&, const Bytes& in, Run& r) {
+             DataBuffer out;
+    fill(out, {0x99});
+             const bool ok = EccKey::eccWrapSigAsn_forTls(buffer(DataBuffer(), in), 0, out, r.log);
+             r.out = hexOf(out);
+             return ok;
+         }}},
+        {"curve-name", {kNoKey, [](const std::string&, const Bytes& in, Run& r) {
+             EccCurve c;
+             const bool ok = c.loadCurveByName(Text(in, false), r.log);
+             r.out = std::string(c.name.getString()) + " " + std::to_string(c.fieldBytes);
+             return ok;
+         }}},
+        {"curve-oid", {kNoKey, [](const std::string&, const Bytes& in, Run& r) {
+             EccCurve c;
+             StringBuffer oid(Text(in, false));
+             const bool ok = c.loadCurveByOid(oid, r.log);
+             r.out = std::string(c.name.getString()) + " " + std::to_string(c.fieldBytes);
+             return ok;
+         }}},
+        {"x963", {kNoKey, [](const std::string& arg, const Bytes& in, Run& r) {
+             EccPoint pt;
+             DataBuffer db;
+    fill(db, in);
+             if (arg == "emptied") db.appendChar(4), db.clear();
+             const bool ok = pt.loadEccPoint(db, r.log);
+             r.out = std::to_string(pt.format) + " " + hexOf(pt.x) + " " + hexOf(pt.y) + " " + hexOf(pt.z);
+             return ok;
+         }}},
+        {"pem", {kNoKey, [](const std::string&, const Bytes& in, Run& r) {
+             StringBuffer label("stale");
+             DataBuffer der;
+    fill(der, {0x99});
+             const bool ok = PemReader::readFirst(Text(in, r.null), label, der, r.log);
+             r.out = std::string(label.getString()) + " " + hexOf(der);
+             return ok;
+         }}},
+        {"pem-label", {kNoKey, [](const std::string& arg, const Bytes& in, Run& r) {
+             DataBuffer der;
+    fill(der, arg == "nodata" ? Bytes() : Bytes{0x05});
+             StringBuffer out("previous text");
+             const bool ok = _vnPublicKey::derToPem(Text(in, r.null), der, out, r.log);
+             r.out = out.getString();
+             return ok;
+         }}},
+        {"asn1", {kNoKey, [](const std::string&, const Bytes& in, Run& r) {
+             std::unique_ptr<unsigned char[]> p(new unsigned char[in.size()]);
+             std::copy(in.begin(), in.end(), p.get());
+             unsigned consumed = 99;
+             _vnAsn1* node = _vnAsn1::DecodeToAsn(r.null ? nullptr : p.get(), static_cast<unsigned>(in.size()),
+                                                  consumed, r.log);
+             RefCountedObjectOwner owner(node);
+             DataBuffer again;
+             if (node) { EXPECT_TRUE(node->EncodeToDer(again, false, r.log)); }
+             r.out = hexOf(again) + (node && consumed < in.size() ? " +" + std::to_string(in.size() - consumed) : "");
+             if (!node) { EXPECT_EQ(consumed, 0u); }
+             return node != nullptr;
+         }}},
+        // The dotted text built into DER, then that DER read back to the same text.
+        {"oid", {kNoKey, [](const std::string&, const Bytes& in, Run& r) {
+             _vnAsn1* node = _vnAsn1::newOid(Text(in, r.null));
+             RefCountedObjectOwner owner(node);
+             DataBuffer der;
+             if (node == nullptr || !node->EncodeToDer(der, false, r.log)) return false;
+             unsigned consumed = 0;
+             _vnAsn1* back = _vnAsn1::DecodeToAsn(der.getData2(), der.getSize(), consumed, r.log);
+             RefCountedObjectOwner backOwner(back);
+             StringBuffer text;
+             EXPECT_TRUE(back && back->GetOid(text) && text.equals(Text(in, false)));
+             r.out = hexOf(der);
+             return true;
+         }}},
+        {"asn1-int", {kNoKey, [](const std::string&, const Bytes& in, Run& r) {
+             const int v = std::stoi(std::string(in.begin(), in.end()));
+             _vnAsn1* node = _vnAsn1::newInteger(v);
+             RefCountedObjectOwner owner(node);
+             DataBuffer der;
+             EXPECT_TRUE(node->EncodeToDer(der, false, r.log));
+             unsigned consumed = 0;
+             _vnAsn1* back = _vnAsn1::DecodeToAsn(der.getData2(), der.getSize(), consumed, r.log);
+             RefCountedObjectOwner backOwner(back);
+             EXPECT_TRUE(back && back->isInteger() && back->asnIntValue() == v);
+             r.out = hexOf(der);
+             return true;
+         }}},
+        {"asnitem", {kNoKey, [](const std::string&, const Bytes& in, Run& r) {
+             std::unique_ptr<unsigned char[]> p(new unsigned char[in.size()]);
+             std::copy(in.begin(), in.end(), p.get());
+             unsigned consumed = 99;
+             std::unique_ptr<vn_asnItem> item(DerCodec::derToItem(r.null ? nullptr : p.get(),
+                                                                  static_cast<unsigned>(in.size()), consumed, r.log));
+             DataBuffer again;
+             if (item) { EXPECT_TRUE(DerCodec::itemToDer(*item, again)); }
+             r.out = hexOf(again) + (item && consumed < in.size() ? " +" + std::to_string(in.size() - consumed) : "");
+             if (!item) { EXPECT_EQ(consumed, 0u); }
+             if (!item && !r.null) { EXPECT_EQ(r.log.errors().size(), 1u); }
+             return item != nullptr;
+         }}},
+        // The first element of a SEQUENCE read as an unsigned INTEGER.
+        {"asnitem-int", {kNoKey, [](const std::string&, const Bytes& in, Run& r) {
+             unsigned consumed = 0;
+             std::unique_ptr<vn_asnItem> item(DerCodec::derToItem(in.data(), static_cast<unsigned>(in.size()), consumed, r.log));
+             EXPECT_TRUE(item);
+             mp_int v;
+             const bool ok = item && item->getSubItem_doNotDelete(0)->get_mp(v, r.log);
+             r.out = hexOf(v);
+             return ok;
+         }}},
+        {"json", {kNoKey, [](const std::string&, const Bytes& in, Run& r) {
+             ClsJsonObject json;
+             EXPECT_TRUE(json.load("{\"prior\":1}"));
+             const bool ok = json.load(Text(in, r.null), r.log);
+             r.out = std::to_string(json.numMembers());
+             const auto errors = r.log.errors();
+             if (!ok && !r.null) {
+                 EXPECT_EQ(json.numMembers(), 0u);
+                 EXPECT_EQ(errors.size(), 1u);
+                 EXPECT_EQ(errors.empty() ? "" : errors[0].substr(0, 6), "JSON: ");
+             }
+             return ok;
+         }}},
+        {"json-path", {kNoKey, [](const std::string& path, const Bytes& in, Run& r) {
+             ClsJsonObject json;
+             EXPECT_TRUE(json.load(Text(in, false), r.log));
+             StringBuffer out("stale");
+             const bool ok = json.sbOfPathUtf8(path.c_str(), out, r.log);
+             r.out = out.getString();
+             return ok;
+         }}},
+        {"xml", {kNoKey, [](const std::string&, const Bytes& in, Run& r) {
+             ClsXml x;
+             EXPECT_TRUE(x.loadXml("<old a='1'>keep<c/></old>"));
+             const bool ok = x.loadXml(Text(in, r.null), r.log);
+             StringBuffer content, attr;
+             x.get_Content(content);
+             r.out = std::string(x.tag()) + (content.getSize() ? " " : "") + content.getString();
+             if (!ok) { EXPECT_TRUE(x.numChildren() == 0 && !x.getAttrValue("a", attr) && r.out.empty()); }
+             return ok;
+         }}},
+        {"xml-tag", {kNoKey, [](const std::string& arg, const Bytes& in, Run&) {
+             ClsXml x;
+             EXPECT_TRUE(x.loadXml(("<" + std::string(in.begin(), in.end()) + "/>").c_str()));
+             const bool folded = arg.rfind("i:", 0) == 0;
+             return x.tagMatches(arg.substr(folded ? 2 : 0).c_str(), folded);
+         }}},
+        {"ssh-uint32", {kNoKey, [](const std::string& arg, const Bytes& in, Run& r) {
+             return sshParse(arg, in, r, [&](DataBuffer& db, unsigned& off) {
+                 unsigned v = 0;
+                 const bool ok = SshMessage::parseUint32(db, off, v);
+                 r.out = std::to_string(v);
+                 return ok;
+             });
+         }}},
+        {"ssh-string", {kNoKey, [](const std::string& arg, const Bytes& in, Run& r) {
+             return sshParse(arg, in, r, [&](DataBuffer& db, unsigned& off) {
+                 StringBuffer s("stale");
+                 const bool ok = SshMessage::parseString(db, off, s);
+                 r.out = s.getString();
+                 return ok;
+             });
+         }}},
+        {"ssh-binary", {kNoKey, [](const std::string& arg, const Bytes& in, Run& r) {
+             return sshParse(arg, in, r, [&](DataBuffer& db, unsigned& off) {
+                 DataBuffer out;
+    fill(out, {0x99});
+                 const bool ok = SshMessage::parseBinaryString(db, off, out, r.log);
+                 r.out = hexOf(out);
+                 return ok;
+             });
+         }}},
+        {"ssh-mpint", {kNoKey, [](const std::string& arg, const Bytes& in, Run& r) {
+             return sshParse(arg, in, r, [&](DataBuffer& db, unsigned& off) {
+                 mp_int v;
+                 const bool ok = SshMessage::parseMpInt(db, off, v, r.log);
+                 r.out = hexOf(v);
+                 return ok;
+             });
+         }}},
+        // A failed decode leaves what the buffer held before.
+        {"decode", {kNoKey, [](const std::string& enc, const Bytes& in, Run& r) {
+             DataBuffer db;
+    fill(db, {0xEE});
+             const bool ok = db.appendEncoded(Text(in, false), enc.c_str());
+             r.out = hexOf(db);
+             return ok;
+         }}},
+        // A failed read leaves zero.
+        {"radix", {kNoKey, [](const std::string& radix, const Bytes& in, Run& r) {
+             mp_int a;
+             BigNum::mp_read_radix(a, "123456789ABCDEF0123456789", 16);
+             const bool ok = BigNum::mp_read_radix(a, Text(in, r.null), std::stoi(radix));
+             r.out = hexOf(a);
+             return ok;
+         }}},
+    };
+    return table;
+}
+
+// ---- Lines and expectations -----------------------------------------------------------------
+
+struct Row {
+    std::string where, loader, arg, input, expect;
+    Bytes bytes;
+    bool null = false;
+};
+
+std::string trim(const std::string& s) {
+    const std::size_t b = s.find_first_not_of(' '), e = s.find_last_not_of(' ');
+    return b == std::string::npos ? "" : s.substr(b, e - b + 1);
+}
+
+// One line into its rows: the ^prefixes[:from-to[/step]] and ^flips modifiers make many.
+std::vector<Row> expand(const std::string& where, const std::string& line) {
+    const std::size_t a = line.find(" | "), b = line.rfind(" | ");
+    Row row;
+    row.where = where;
+    std::string loader = trim(line.substr(0, a));
+    row.loader = loader.substr(0, loader.find(':'));
+    row.arg = loader.find(':') == std::string::npos ? "" : loader.substr(loader.find(':') + 1);
+    row.expect = trim(line.substr(b + 3));
+    std::string input = b >= a + 3 ? trim(line.substr(a + 3, b - a - 3)) : "";  // "x | | y": empty
+    std::vector<std::string> mods;
+    for (std::size_t m; (m = input.rfind(" ^")) != std::string::npos;) {
+        mods.push_back(input.substr(m + 2));
+        input = trim(input.substr(0, m));
+    }
+    row.input = input;
+    row.null = input == "null";
+    std::size_t at = 0;
+    row.bytes = row.null ? Bytes() : input.rfind("t:", 0) == 0 ? parseText(input.substr(2)) : parseBytes(input, at, 0);
+    std::vector<Row> rows;
+    if (mods.empty()) return {row};
+    for (const std::string& mod : mods) {
+        if (mod == "flips") {
+            for (std::size_t i = 0; i < row.bytes.size(); ++i) {
+                for (unsigned x : {0x01u, 0xFFu}) {
+                    Row r = row;
+                    r.bytes[i] = static_cast<unsigned char>(r.bytes[i] ^ x);
+                    r.input += " (byte " + std::to_string(i) + " ^ " + std::to_string(x) + ")";
+                    rows.push_back(r);
+                }
+            }
+        } else if (mod.rfind("prefixes", 0) == 0) {
+            std::size_t from = 0, to = row.bytes.size() - 1, step = 1;
+            if (mod.size() > 9) {
+                const std::string range = mod.substr(9);
+                from = std::stoul(range);
+                const std::size_t dash = range.find('-'), slash = range.find('/');
+                if (dash + 1 < range.size() && range[dash + 1] != '/') to = std::stoul(range.substr(dash + 1));
+                if (slash != std::string::npos) step = std::stoul(range.substr(slash + 1));
+            }
+            for (std::size_t n = from; n <= to && n < row.bytes.size(); n += step) {
+                Row r = row;
+                r.bytes.resize(n);
+                r.input += " (prefix " + std::to_string(n) + ")";
+                rows.push_back(r);
+            }
+        } else {
+            ADD_FAILURE() << where << ": unknown modifier ^" << mod;
+        }
+    }
+    return rows;
+}
+
+std::vector<std::string> split(const std::string& s, const std::string& sep) {
+    std::vector<std::string> parts;
+    for (std::size_t at = 0;;) {
+        const std::size_t next = s.find(sep, at);
+        parts.push_back(s.substr(at, next - at));
+        if (next == std::string::npos) return parts;
+        at = next + sep.size();
+    }
+}
+
+// The log's lines in order, each as an expectation element would spell it.
+std::string observed(const Run& r, bool ok) {
+    if (ok) return "ok " + escape(r.out);
+    std::string s;
+    for (const auto& e : r.log.entries()) {
+        if (e.kind == LogBase::Kind::Info) continue;
+        s += (s.empty() ? "" : " > ") +
+             (e.kind == LogBase::Kind::Data ? "$" + e.name + "=" + e.text : e.context + "::" + e.text);
+    }
+    return (s.empty() ? "silent" : s) + " %" + escape(r.out);
+}
+
+std::string asText(const std::string& expect) {
+    const Bytes b = parseText(expect);
+    return std::string(b.begin(), b.end());
+}
+
+// Does the log hold the elements in order? `$name=value` is a value line, `path::text` an
+// error under that context, `%text` the loader's output, `silent`/`any` no line/some error line,
+// anything else an error text.
+bool matches(const Run& r, const std::string& expect) {
+    const bool exact = expect[0] == '=';
+    const auto& entries = r.log.entries();
+    std::size_t at = 0, errorElements = 0;
+    for (std::string el : split(expect.substr(exact ? 1 : 0), " > ")) {
+        if (el == "silent" || el == "any") {
+            if (entries.empty() != (el == "silent") || (el == "any" && r.log.errors().empty())) return false;
+            continue;
+        }
+        if (el[0] == '%') {
+            if (r.out != asText(el.substr(1))) return false;
+            continue;
+        }
+        const bool data = el[0] == '$';
+        const std::size_t ctx = el.find("::");
+        std::string name, context, text = el;
+        if (data) name = el.substr(1, el.find('=') - 1), text = el.substr(el.find('=') + 1);
+        if (!data && ctx != std::string::npos) context = el.substr(0, ctx), text = el.substr(ctx + 2);
+        errorElements += data ? 0 : 1;
+        while (at < entries.size() &&
+               !(data ? entries[at].kind == LogBase::Kind::Data && entries[at].name == name && entries[at].text == text
+                      : entries[at].kind == LogBase::Kind::Error && entries[at].text == text &&
+                            (ctx == std::string::npos || entries[at].context == context)))
+            ++at;
+        if (at++ >= entries.size()) return false;
+    }
+    return !exact || r.log.errors().size() == errorElements;
+}
+
+void runRow(const Row& row) {
+    SCOPED_TRACE(row.where + ": " + row.loader + (row.arg.empty() ? "" : ":" + row.arg) + " | " + row.input);
+    auto it = loaders().find(row.loader);
+    ASSERT_NE(it, loaders().end()) << "unknown loader";
+    Run r;
+    r.null = row.null;
+    if (it->second.rule != kNoKey) r.key.copyFromEccKey(fx().p256);
+    const bool ok = it->second.fn(row.arg, row.bytes, r);
+    if (std::getenv("ECCKEY_INPUTS_PRINT")) std::printf("%s\t%s\n", row.where.c_str(), observed(r, ok).c_str()), std::fflush(stdout);
+    const std::string& ex = row.expect;
+    const std::string why = "\n  got: " + observed(r, ok);
+    if (ex.rfind("ok", 0) == 0) {
+        EXPECT_TRUE(ok) << why;
+        if (ex.size() > 3) { EXPECT_EQ(r.out, asText(ex.substr(3))) << why; }
+        return;
+    }
+    if (ex == "either" && ok) return;
+    EXPECT_FALSE(ok) << why;
+    if (it->second.rule != kNoKey) {
+        EXPECT_NE(r.key.m_keyType, 1) << why;
+        if (it->second.rule == kNothingPrivate) { EXPECT_TRUE(r.key.m_k.isZero()) << why; }
+    }
+    if (ex == "any") {
+        EXPECT_FALSE(r.log.errors().empty()) << why;
+    } else if (ex == "silent") {
+        EXPECT_TRUE(r.log.entries().empty()) << why;
+    } else if (ex != "either") {
+        EXPECT_TRUE(matches(r, ex)) << "  want: " << ex << why;
+    }
+}
+
+// The folder can be overridden to run one file alone.
+std::string dataDir() { return std::getenv("ECCKEY_INPUTS_DATA") ? std::getenv("ECCKEY_INPUTS_DATA") : ECCKEY_INPUTS_DATA; }
+
+std::vector<std::string> dataFiles() {
+    std::vector<std::string> files;
+    DIR* dir = opendir(dataDir().c_str());
+    for (dirent* e; dir && (e = readdir(dir));) {
+        const std::string name = e->d_name;
+        if (name.size() > 4 && name.compare(name.size() - 4, 4, ".txt") == 0 && name != "README.txt") files.push_back(name);
+    }
+    if (dir) closedir(dir);
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+TEST(Inputs, EveryDataLine) {
+    const auto files = dataFiles();
+    ASSERT_FALSE(files.empty()) << dataDir();
+    std::size_t count = 0;
+    for (const std::string& file : files) {
+        std::ifstream in(dataDir() + "/" + file);
+        std::string line;
+        for (int n = 1; std::getline(in, line); ++n) {
+            if (trim(line).empty() || trim(line)[0] == '#') continue;
+            for (const Row& row : expand(file + ":" + std::to_string(n), line)) {
+                runRow(row);
+                ++count;
+            }
+        }
+    }
+    std::printf("%zu cases from %zu files\n", count, files.size());
+}
+
+}  // namespace
+}  // namespace vn
