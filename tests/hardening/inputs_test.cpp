@@ -66,14 +66,15 @@ std::string escape(const std::string& s) {
     return o;
 }
 
-Bytes derTlv(unsigned char tag, const Bytes& content) {
+// Identifier and minimal definite length of an element with n content bytes.
+Bytes derHeader(unsigned char tag, std::size_t n) {
+    Bytes h{tag};
+    if (n < 0x80) return h + Bytes{static_cast<unsigned char>(n)};
     Bytes len;
-    std::size_t n = content.size();
-    if (n < 0x80) len.push_back(static_cast<unsigned char>(n));
-    for (std::size_t m = n < 0x80 ? 0 : n; m != 0; m >>= 8) len.insert(len.begin(), static_cast<unsigned char>(m));
-    if (n >= 0x80) len.insert(len.begin(), static_cast<unsigned char>(0x80 | len.size()));
-    return Bytes{tag} + len + content;
+    for (std::size_t m = n; m != 0; m >>= 8) len.insert(len.begin(), static_cast<unsigned char>(m));
+    return h + Bytes{static_cast<unsigned char>(0x80 | len.size())} + len;
 }
+Bytes derTlv(unsigned char tag, const Bytes& content) { return derHeader(tag, content.size()) + content; }
 Bytes be32(std::size_t n) {
     return {static_cast<unsigned char>(n >> 24), static_cast<unsigned char>(n >> 16), static_cast<unsigned char>(n >> 8),
             static_cast<unsigned char>(n)};
@@ -84,8 +85,7 @@ Bytes nested(std::size_t depth) {
     std::vector<Bytes> headers(depth);
     std::size_t len = 3;
     for (std::size_t i = depth; i-- > 0;) {
-        headers[i] = derTlv(0x30, Bytes(len));
-        headers[i].resize(headers[i].size() - len);
+        headers[i] = derHeader(0x30, len);
         len += headers[i].size();
     }
     Bytes out;
