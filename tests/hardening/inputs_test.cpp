@@ -44,7 +44,6 @@ std::string hexOf(const mp_int& v) {
     return v.isZero() ? "0" : (v.isNegative() ? "-" : "") + hexOf(db);
 }
 Bytes bytesOf(const DataBuffer& db) { return db.getSize() ? Bytes(db.getData2(), db.getData2() + db.getSize()) : Bytes(); }
-Bytes bytesOf(const std::string& s) { return Bytes(s.begin(), s.end()); }
 Bytes operator+(Bytes a, const Bytes& b) {
     a.insert(a.end(), b.begin(), b.end());
     return a;
@@ -111,31 +110,28 @@ const unsigned char kDigest[32] = {0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5
 struct Fixtures {
     EccKey p256, k1, p521;
     std::map<std::string, Bytes> parts;
-    void add(const char* prefix, EccKey& key) {
+    void add(const std::string& p, EccKey& key) {
         LogBase log;
-        const std::string p = std::string(prefix) + ".";
         DataBuffer db;
+        StringBuffer sb;
         auto put = [&](const char* name, bool ok) {
             EXPECT_TRUE(ok) << name;
-            parts[p + name] = bytesOf(db);
+            parts[p + name] = db.getSize() ? bytesOf(db) : Bytes(sb.getString(), sb.getString() + sb.getSize());
             db.clear();
         };
-        mp_int n, pr, one, t;
+        // Scalars and coordinates at field width (x + p one byte wider).
+        mp_int n, pr, one, zero, t;
         BigNum::mp_read_radix(n, key.m_curve.n.getString(), 16);
         BigNum::mp_read_radix(pr, key.m_curve.p.getString(), 16);
         BigNum::mp_set(one, 1);
         const unsigned w = static_cast<unsigned>(key.m_curve.fieldBytes);
-        parts[p + "k"] = fixedBytes(key.m_k, w);
-        parts[p + "x"] = fixedBytes(key.m_pubPoint.x, w);
-        parts[p + "y"] = fixedBytes(key.m_pubPoint.y, w);
-        parts[p + "n"] = fixedBytes(n, w);
-        parts[p + "p"] = fixedBytes(pr, w);
-        BigNum::mp_add(n, one, t);
-        parts[p + "n+1"] = fixedBytes(t, w);
-        BigNum::mp_add(key.m_pubPoint.x, pr, t);
-        parts[p + "x+p"] = fixedBytes(t, w + 1);
-        BigNum::mp_add(key.m_pubPoint.y, one, t);
-        parts[p + "y+1"] = fixedBytes(t, w);
+        auto num = [&](const char* name, const mp_int& a, const mp_int* plus, unsigned width) {
+            BigNum::mp_add(a, plus ? *plus : zero, t);
+            parts[p + name] = fixedBytes(t, width);
+        };
+        num("k", key.m_k, nullptr, w), num("x", key.m_pubPoint.x, nullptr, w), num("y", key.m_pubPoint.y, nullptr, w);
+        num("n", n, nullptr, w), num("p", pr, nullptr, w), num("n+1", n, &one, w);
+        num("x+p", key.m_pubPoint.x, &pr, w + 1), num("y+1", key.m_pubPoint.y, &one, w);
         put("point", key.exportEccPoint(db, log));
         put("sec1nopub", key.toEccPkcs1PrivateKeyDer(db, log));
         put("spki", key.toPublicKeyDer_shortFmt(db, log));
@@ -144,30 +140,19 @@ struct Fixtures {
         put("sig", key.eccSignHash(kDigest, 32, prng, true, db, log));
         log.m_options.setString("EMIT_ECC_PKCS1_PUBKEY");
         put("sec1", key.toEccPkcs1PrivateKeyDer(db, log));
-        StringBuffer sb;
-        EXPECT_TRUE(key.toEccPrivateKeyJwk(sb, log));
-        parts[p + "jwk"] = bytesOf(std::string(sb.getString()));
-        EXPECT_TRUE(key.toEccPrivateKeyXml(sb, log));
-        parts[p + "xml"] = bytesOf(std::string(sb.getString()));
-        DataBuffer der, body;
-        der.append(parts[p + "sec1"].data(), static_cast<unsigned>(parts[p + "sec1"].size()));
-        EXPECT_TRUE(_vnPublicKey::derToPem("EC PRIVATE KEY", der, sb, log));
-        parts[p + "pem"] = bytesOf(std::string(sb.getString()));
-        // The OpenSSH private section: key type, curve id, point, k.
-        const std::string id = key.m_curve.puttyCurveName();
-        BigNum::mpint_to_ssh_db(key.m_k, body);
-        parts[p + "openssh"] = be32(19) + bytesOf("ecdsa-sha2-" + id) + be32(id.size()) + bytesOf(id) +
-                               be32(parts[p + "point"].size()) + parts[p + "point"] + be32(body.getSize()) +
-                               bytesOf(body);
+        db.append(parts[p + "sec1"].data(), static_cast<unsigned>(parts[p + "sec1"].size()));
+        const bool pem = _vnPublicKey::derToPem("EC PRIVATE KEY", db, sb, log);
+        db.clear();
+        put("pem", pem);
+        put("jwk", key.toEccPrivateKeyJwk(sb, log));
+        put("xml", key.toEccPrivateKeyXml(sb, log));
     }
     Fixtures() {
         LogBase log;
         EXPECT_TRUE(p256.generateNewKey2(StringBuffer("secp256r1"), kScalarHex, "hex", log));
         EXPECT_TRUE(k1.generateNewKey2(StringBuffer("secp256k1"), kScalarHex, "hex", log));
         EXPECT_TRUE(p521.generateNewKey2(StringBuffer("secp521r1"), kScalarHex, "hex", log));
-        add("p256", p256);
-        add("k1", k1);
-        add("p521", p521);
+        add("p256.", p256), add("k1.", k1), add("p521.", p521);
     }
     // The fixture on a curve, by any of its names.
     std::string prefix(const std::string& curve) {
@@ -219,7 +204,7 @@ Bytes parseBytes(const std::string& s, std::size_t& i, char close) {
                                   : derTlv(inner.empty() ? 0 : inner[0], Bytes(inner.begin() + 1, inner.end())));
         } else if (c == '\'') {
             const std::size_t end = s.find('\'', i + 1);
-            out = out + bytesOf(s.substr(i + 1, end - i - 1));
+            out.insert(out.end(), s.begin() + static_cast<long>(i) + 1, s.begin() + static_cast<long>(end));
             i = end + 1;
         } else {
             const std::size_t end = s.find_first_of(" ()[]", i);
@@ -256,7 +241,7 @@ Bytes parseText(const std::string& s) {
                 db.append(b.data(), static_cast<unsigned>(b.size()));
                 StringBuffer sb;
                 db.encodeDB(enc == "b64" ? "base64" : enc == "b64url" ? "base64url" : "hex", sb);
-                b = bytesOf(std::string(sb.getString()));
+                b = Bytes(sb.getString(), sb.getString() + sb.getSize());
             }
             out = out + b;
             i = end;
@@ -332,6 +317,25 @@ bool reencoded(Tree* tree, unsigned consumed, Run& r, Encode encode) {
     return tree != nullptr;
 }
 
+bool curveResult(bool ok, const EccCurve& c, Run& r) {
+    r.out = std::string(c.name.getString()) + " " + std::to_string(c.fieldBytes);
+    return ok;
+}
+
+// A built node encoded, read back, and checked; the output is its DER.
+template <typename Check>
+bool built(_vnAsn1* node, Run& r, Check check) {
+    RefCountedObjectOwner owner(node);
+    DataBuffer der;
+    unsigned consumed = 0;
+    if (node == nullptr || !node->EncodeToDer(der, false, r.log)) return false;
+    _vnAsn1* back = _vnAsn1::DecodeToAsn(der.getData2(), der.getSize(), consumed, r.log);
+    RefCountedObjectOwner backOwner(back);
+    EXPECT_TRUE(back && check(*back));
+    r.out = hexOf(der);
+    return true;
+}
+
 DataBuffer& fill(DataBuffer&& db, const Bytes& b) {
     db.append(b.data(), static_cast<unsigned>(b.size()));
     return db;
@@ -352,7 +356,9 @@ const std::map<std::string, Loader>& loaders() {
              return keyResult(r.key.loadPrivateFromPuttySsh(r.arg.c_str(), fill(DataBuffer(), fx().parts[fx().prefix(r.arg) + "point"]), r.db, r.log), r);
          }}},
         {"putty-point", {kNothingPrivate, [](Run& r) {
-             return keyResult(r.key.loadPrivateFromPuttySsh("secp256r1", r.db, fill(DataBuffer(), fx().parts["p256.openssh"]), r.log), r);
+             std::size_t at = 0;
+             const Bytes blob = parseBytes("[ 'ecdsa-sha2-nistp256' ] [ 'nistp256' ] [ @p256.point ] [ 00 @p256.k ]", at, 0);
+             return keyResult(r.key.loadPrivateFromPuttySsh("secp256r1", r.db, fill(DataBuffer(), blob), r.log), r);
          }}},
         // A refused JWK is never typed private, but a "d" read before the refusal stays in k.
         {"jwk", {kNotTypedPrivate, [](Run& r) {
@@ -388,16 +394,12 @@ const std::map<std::string, Loader>& loaders() {
          }}},
         {"curve-name", {kNoKey, [](Run& r) {
              EccCurve c;
-             const bool ok = c.loadCurveByName(r.text(), r.log);
-             r.out = std::string(c.name.getString()) + " " + std::to_string(c.fieldBytes);
-             return ok;
+             return curveResult(c.loadCurveByName(r.text(), r.log), c, r);
          }}},
         {"curve-oid", {kNoKey, [](Run& r) {
              EccCurve c;
              StringBuffer oid(r.text());
-             const bool ok = c.loadCurveByOid(oid, r.log);
-             r.out = std::string(c.name.getString()) + " " + std::to_string(c.fieldBytes);
-             return ok;
+             return curveResult(c.loadCurveByOid(oid, r.log), c, r);
          }}},
         {"x963", {kNoKey, [](Run& r) {
              EccPoint pt;
@@ -427,32 +429,14 @@ const std::map<std::string, Loader>& loaders() {
              RefCountedObjectOwner owner(node);
              return reencoded(node, consumed, r, [&](_vnAsn1& n, DataBuffer& out) { return n.EncodeToDer(out, false, r.log); });
          }}},
-        // The dotted text built into DER, then that DER read back to the same text.
+        // The dotted text or the number built into DER, which must read back to the same value.
         {"oid", {kNoKey, [](Run& r) {
-             _vnAsn1* node = _vnAsn1::newOid(r.text());
-             RefCountedObjectOwner owner(node);
-             DataBuffer der;
-             if (node == nullptr || !node->EncodeToDer(der, false, r.log)) return false;
-             unsigned consumed = 0;
-             _vnAsn1* back = _vnAsn1::DecodeToAsn(der.getData2(), der.getSize(), consumed, r.log);
-             RefCountedObjectOwner backOwner(back);
              StringBuffer text;
-             EXPECT_TRUE(back && back->GetOid(text) && text.equals(r.text()));
-             r.out = hexOf(der);
-             return true;
+             return built(_vnAsn1::newOid(r.text()), r, [&](_vnAsn1& back) { return back.GetOid(text) && text.equals(r.text()); });
          }}},
         {"asn1-int", {kNoKey, [](Run& r) {
-             const int v = std::stoi(r.text());
-             _vnAsn1* node = _vnAsn1::newInteger(v);
-             RefCountedObjectOwner owner(node);
-             DataBuffer der;
-             unsigned consumed = 0;
-             EXPECT_TRUE(node->EncodeToDer(der, false, r.log));
-             _vnAsn1* back = _vnAsn1::DecodeToAsn(der.getData2(), der.getSize(), consumed, r.log);
-             RefCountedObjectOwner backOwner(back);
-             EXPECT_TRUE(back && back->isInteger() && back->asnIntValue() == v);
-             r.out = hexOf(der);
-             return true;
+             return built(_vnAsn1::newInteger(std::stoi(r.text())), r,
+                          [&](_vnAsn1& back) { return back.isInteger() && back.asnIntValue() == std::stoi(r.text()); });
          }}},
         // The signature codec's decoder: exactly one error line for a refusal.
         {"asnitem", {kNoKey, [](Run& r) {
