@@ -14,3 +14,6 @@ else()
             -P ${CMAKE_CURRENT_LIST_DIR}/valgrind_memcheck.cmake)
   set_tests_properties(valgrind_memcheck PROPERTIES TIMEOUT 300)
 endif()
+
+# The data lines of inputs_test.cpp.
+target_compile_definitions(test_hardening PRIVATE ECCKEY_INPUTS_DATA="${CMAKE_CURRENT_LIST_DIR}/data")

@@ -1,8 +1,7 @@
 // No heap block that held a private scalar, a signing nonce or a private key encoding goes
-// back to the allocator with that content still in it. This program replaces free() (the
-// buffers' storage is malloc'ed) and the global operator new and delete on top of it; while a
-// watch is armed, every block is scanned for the secrets' byte patterns just before it is
-// freed.
+// back to the allocator with that content still in it. This program replaces free(), which
+// the buffers' storage and operator delete both end in; while a watch is armed, every block is
+// scanned for the secrets' byte patterns just before it is freed.
 
 #include <gtest/gtest.h>
 #include <malloc.h>
@@ -10,7 +9,6 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
-#include <new>
 #include <string>
 #include <vector>
 
@@ -79,21 +77,6 @@ void inspect(void* p) {
     }
 }
 
-void inspectAndFree(void* p) { std::free(p); }
-
-void* allocate(std::size_t n) {
-    void* p = std::malloc(n == 0 ? 1 : n);
-    if (p == nullptr) throw std::bad_alloc();
-    return p;
-}
-
-void* allocateAligned(std::size_t n, std::align_val_t al) {
-    void* p = nullptr;
-    const auto align = std::max(static_cast<std::size_t>(al), sizeof(void*));
-    if (posix_memalign(&p, align, n == 0 ? 1 : n) != 0) throw std::bad_alloc();
-    return p;
-}
-
 }  // namespace
 
 extern "C" void free(void* p) noexcept {
@@ -101,22 +84,6 @@ extern "C" void free(void* p) noexcept {
     __libc_free(p);
 }
 
-void* operator new(std::size_t n) { return allocate(n); }
-void* operator new[](std::size_t n) { return allocate(n); }
-void* operator new(std::size_t n, const std::nothrow_t&) noexcept { return std::malloc(n == 0 ? 1 : n); }
-void* operator new[](std::size_t n, const std::nothrow_t&) noexcept { return std::malloc(n == 0 ? 1 : n); }
-void* operator new(std::size_t n, std::align_val_t al) { return allocateAligned(n, al); }
-void* operator new[](std::size_t n, std::align_val_t al) { return allocateAligned(n, al); }
-void operator delete(void* p) noexcept { inspectAndFree(p); }
-void operator delete[](void* p) noexcept { inspectAndFree(p); }
-void operator delete(void* p, std::size_t) noexcept { inspectAndFree(p); }
-void operator delete[](void* p, std::size_t) noexcept { inspectAndFree(p); }
-void operator delete(void* p, const std::nothrow_t&) noexcept { inspectAndFree(p); }
-void operator delete[](void* p, const std::nothrow_t&) noexcept { inspectAndFree(p); }
-void operator delete(void* p, std::align_val_t) noexcept { inspectAndFree(p); }
-void operator delete[](void* p, std::align_val_t) noexcept { inspectAndFree(p); }
-void operator delete(void* p, std::size_t, std::align_val_t) noexcept { inspectAndFree(p); }
-void operator delete[](void* p, std::size_t, std::align_val_t) noexcept { inspectAndFree(p); }
 #endif
 
 namespace vn {
@@ -284,44 +251,32 @@ TEST_F(SecretWipe, KeysSignaturesAndEveryPrivateFormLeaveNothingBehind) {
             copy->copyFromEccKey(*key);
 
             FixedPrng prng(g_nonceBytes);
-            DataBuffer sig;
-            EXPECT_TRUE(key->eccSignHash(digest, 32, prng, true, sig, log)) << curve;
+            DataBuffer sig, der;
             EXPECT_TRUE(key->eccSignHash(digest, 32, prng, false, sig, log)) << curve;
             EXPECT_TRUE(key->eccSignHash_forSsh(digest, 32, prng, sig, log)) << curve;
-            bool valid = false;
-            DataBuffer der;
             EXPECT_TRUE(key->eccSignHash(digest, 32, prng, true, der, log));
-            EXPECT_TRUE(key->eccVerifyHash(der.getData2(), der.getSize(), false, digest, 32, valid, log, 0));
-            EXPECT_TRUE(valid) << curve;
+            bool valid = false;
+            EXPECT_TRUE(key->eccVerifyHash(der.getData2(), der.getSize(), false, digest, 32, valid, log, 0) && valid);
 
             // Every private form out, and back in through its reader.
             DataBuffer sec1, sec1Pkcs11, pkcs8;
-            EXPECT_TRUE(key->toEccPkcs1PrivateKeyDer(sec1, log));
-            EXPECT_TRUE(key->toEccPkcs1PrivateKeyDer_forPkcs11(sec1Pkcs11, log));
-            EXPECT_TRUE(key->toEccPkcs8PrivateKeyDer(pkcs8, log));
             StringBuffer pemSec1, pemPkcs8, jwk, xml, privHex, pubHex;
-            EXPECT_TRUE(key->toEccPrivateKeyPem(true, pemSec1, log));
-            EXPECT_TRUE(key->toEccPrivateKeyPem(false, pemPkcs8, log));
-            EXPECT_TRUE(key->toEccPrivateKeyJwk(jwk, log));
-            EXPECT_TRUE(key->toEccPrivateKeyXml(xml, log));
-            EXPECT_TRUE(key->toRawHex(privHex, pubHex, log));
+            EXPECT_TRUE(key->toEccPkcs1PrivateKeyDer(sec1, log) && key->toEccPkcs1PrivateKeyDer_forPkcs11(sec1Pkcs11, log) &&
+                        key->toEccPkcs8PrivateKeyDer(pkcs8, log));
+            EXPECT_TRUE(key->toEccPrivateKeyPem(true, pemSec1, log) && key->toEccPrivateKeyPem(false, pemPkcs8, log));
+            EXPECT_TRUE(key->toEccPrivateKeyJwk(jwk, log) && key->toEccPrivateKeyXml(xml, log) &&
+                        key->toRawHex(privHex, pubHex, log));
 
             EccKey back;
-            EXPECT_TRUE(back.loadEccDer(sec1, log));
-            EXPECT_TRUE(back.loadEccDer(pkcs8, log));
-            for (StringBuffer* pem : {&pemSec1, &pemPkcs8}) {
-                StringBuffer label;
-                DataBuffer body;
-                EXPECT_TRUE(PemReader::readFirst(pem->getString(), label, body, log));
-                EXPECT_TRUE(back.loadEccDer(body, log));
-            }
+            StringBuffer label;
+            DataBuffer fromPem1, fromPem8, raw;
             ClsJsonObject json;
-            EXPECT_TRUE(json.load(jwk.getString(), log));
-            EXPECT_TRUE(back.loadAnyJwk(json, log));
             ClsXml doc;
-            EXPECT_TRUE(doc.loadXml(xml.getString(), log));
-            EXPECT_TRUE(back.loadAnyXml(doc, log));
-            DataBuffer raw;
+            EXPECT_TRUE(back.loadEccDer(sec1, log) && back.loadEccDer(pkcs8, log));
+            EXPECT_TRUE(PemReader::readFirst(pemSec1.getString(), label, fromPem1, log) && back.loadEccDer(fromPem1, log));
+            EXPECT_TRUE(PemReader::readFirst(pemPkcs8.getString(), label, fromPem8, log) && back.loadEccDer(fromPem8, log));
+            EXPECT_TRUE(json.load(jwk.getString(), log) && back.loadAnyJwk(json, log));
+            EXPECT_TRUE(doc.loadXml(xml.getString(), log) && back.loadAnyXml(doc, log));
             EXPECT_TRUE(raw.appendEncoded(privHex.getString(), "hex"));
             raw.setSecure(true);
             EXPECT_TRUE(back.loadEccPrivateRaw(raw, std::string(curve) == "secp256k1", log));

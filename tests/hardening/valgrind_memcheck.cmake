@@ -1,11 +1,10 @@
 # Runs each program of PROGRAMS under memcheck in turn; the first one with an error fails the
-# whole check. test_hardening replaces operator new and delete by malloc and free on purpose,
-# which memcheck would report as mismatched frees (its allocator check skips itself here).
+# whole check.
 foreach(program IN LISTS PROGRAMS)
   message(STATUS "memcheck: ${program}")
   execute_process(
     COMMAND ${VALGRIND} --tool=memcheck --error-exitcode=1 --leak-check=full
-            --errors-for-leak-kinds=definite,indirect --show-mismatched-frees=no --quiet
+            --errors-for-leak-kinds=definite,indirect --quiet
             ${program} --gtest_brief=1
     RESULT_VARIABLE rc)
   if(NOT rc EQUAL 0)

@@ -1,0 +1,717 @@
+// Every parser and key loader against malformed and hostile input, one case a line in
+// data/*.txt: `loader | input | expect`. The grammar is in data/README.txt. For each refusal
+// the driver holds the loader to the same contract: false, the promised lines, a key that
+// started private ends with nothing private in it, and outputs left as the loader promises.
+// Text inputs sit in exact-size heap blocks so the sanitizers and memcheck see any over-read.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <dirent.h>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ecc/EccKey.h"
+#include "host/Asn1.h"
+#include "host/AsnItem.h"
+#include "host/BigNum.h"
+#include "host/JsonObject.h"
+#include "host/Pem.h"
+#include "host/ScopedOwners.h"
+#include "host/SshMessage.h"
+#include "host/Xml.h"
+
+namespace vn {
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+std::string hexOf(const unsigned char* p, std::size_t n) {
+    static const char kHex[] = "0123456789ABCDEF";
+    std::string s;
+    for (std::size_t i = 0; i < n; ++i) s += {kHex[p[i] >> 4], kHex[p[i] & 15]};
+    return s;
+}
+std::string hexOf(const DataBuffer& db) { return db.getSize() ? hexOf(db.getData2(), db.getSize()) : ""; }
+std::string hexOf(const mp_int& v) {
+    DataBuffer db;
+    BigNum::mpint_to_db(v, db);
+    return v.isZero() ? "0" : (v.isNegative() ? "-" : "") + hexOf(db);
+}
+Bytes bytesOf(const DataBuffer& db) { return db.getSize() ? Bytes(db.getData2(), db.getData2() + db.getSize()) : Bytes(); }
+Bytes operator+(Bytes a, const Bytes& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+Bytes fixedBytes(const mp_int& v, unsigned width) {
+    DataBuffer db;
+    BigNum::mpint_to_db(v, db);
+    Bytes b = bytesOf(db);
+    if (b.size() < width) b.insert(b.begin(), width - b.size(), 0);
+    return b;
+}
+// Control and non-ASCII bytes as \xNN, for printing what a row saw.
+std::string escape(const std::string& s) {
+    std::string o;
+    for (char ch : s) {
+        const auto c = static_cast<unsigned char>(ch);
+        o += c >= 0x20 && c < 0x7F ? std::string(1, ch) : "\\x" + hexOf(&c, 1);
+    }
+    return o;
+}
+
+// Identifier and minimal definite length of an element with n content bytes.
+Bytes derHeader(unsigned char tag, std::size_t n) {
+    Bytes h{tag};
+    if (n < 0x80) return h + Bytes{static_cast<unsigned char>(n)};
+    Bytes len;
+    for (std::size_t m = n; m != 0; m >>= 8) len.insert(len.begin(), static_cast<unsigned char>(m));
+    return h + Bytes{static_cast<unsigned char>(0x80 | len.size())} + len;
+}
+Bytes derTlv(unsigned char tag, const Bytes& content) { return derHeader(tag, content.size()) + content; }
+Bytes be32(std::size_t n) {
+    return {static_cast<unsigned char>(n >> 24), static_cast<unsigned char>(n >> 16), static_cast<unsigned char>(n >> 8),
+            static_cast<unsigned char>(n)};
+}
+
+// depth SEQUENCEs around one INTEGER, headers computed inside out without copying the body.
+Bytes nested(std::size_t depth) {
+    std::vector<Bytes> headers(depth);
+    std::size_t len = 3;
+    for (std::size_t i = depth; i-- > 0;) {
+        headers[i] = derHeader(0x30, len);
+        len += headers[i].size();
+    }
+    Bytes out;
+    out.reserve(len);
+    for (const Bytes& h : headers) out.insert(out.end(), h.begin(), h.end());
+    return out + Bytes{0x02, 0x01, 0x01};
+}
+
+// Each request filled with one byte, the next byte on the next call: the fixture signatures
+// are the same on every run, and a signer that redraws gets a new nonce.
+struct CountingPrng : _vnPrng {
+    unsigned char next = 0x42;
+    bool genRandomBytes(unsigned n, DataBuffer& out, LogBase&) override { return out.append(Bytes(n, next++).data(), n); }
+};
+
+const char* const kScalarHex = "C9AFA9D845BA75166B5C215767B1D6934E50C3DB36E89B127B8A622B120F6721";
+const unsigned char kDigest[32] = {0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A,
+                                   0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A,
+                                   0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A};
+
+// One fixed key on a generic curve (p256) and one on the fast path (k1), and the pieces the
+// data lines are built from: @p256.sec1, @k1.n+1, ...
+struct Fixtures {
+    EccKey p256, k1, p521;
+    std::map<std::string, Bytes> parts;
+    void add(const std::string& p, EccKey& key) {
+        LogBase log;
+        DataBuffer db;
+        StringBuffer sb;
+        auto put = [&](const char* name, bool ok) {
+            EXPECT_TRUE(ok) << name;
+            parts[p + name] = db.getSize() ? bytesOf(db) : Bytes(sb.getString(), sb.getString() + sb.getSize());
+            db.clear();
+        };
+        // Scalars and coordinates at field width (x + p one byte wider).
+        mp_int n, pr, one, zero, t;
+        BigNum::mp_read_radix(n, key.m_curve.n.getString(), 16);
+        BigNum::mp_read_radix(pr, key.m_curve.p.getString(), 16);
+        BigNum::mp_set(one, 1);
+        const unsigned w = static_cast<unsigned>(key.m_curve.fieldBytes);
+        auto num = [&](const char* name, const mp_int& a, const mp_int* plus, unsigned width) {
+            BigNum::mp_add(a, plus ? *plus : zero, t);
+            parts[p + name] = fixedBytes(t, width);
+        };
+        num("k", key.m_k, nullptr, w), num("x", key.m_pubPoint.x, nullptr, w), num("y", key.m_pubPoint.y, nullptr, w);
+        num("n", n, nullptr, w), num("p", pr, nullptr, w), num("n+1", n, &one, w);
+        num("x+p", key.m_pubPoint.x, &pr, w + 1), num("y+1", key.m_pubPoint.y, &one, w);
+        put("point", key.exportEccPoint(db, log));
+        put("sec1nopub", key.toEccPkcs1PrivateKeyDer(db, log));
+        put("spki", key.toPublicKeyDer_shortFmt(db, log));
+        put("pkcs8", key.toEccPkcs8PrivateKeyDer(db, log));
+        CountingPrng prng;
+        put("sig", key.eccSignHash(kDigest, 32, prng, true, db, log));
+        log.m_options.setString("EMIT_ECC_PKCS1_PUBKEY");
+        put("sec1", key.toEccPkcs1PrivateKeyDer(db, log));
+        db.append(parts[p + "sec1"].data(), static_cast<unsigned>(parts[p + "sec1"].size()));
+        const bool pem = _vnPublicKey::derToPem("EC PRIVATE KEY", db, sb, log);
+        db.clear();
+        put("pem", pem);
+        put("jwk", key.toEccPrivateKeyJwk(sb, log));
+        put("xml", key.toEccPrivateKeyXml(sb, log));
+    }
+    Fixtures() {
+        LogBase log;
+        EXPECT_TRUE(p256.generateNewKey2(StringBuffer("secp256r1"), kScalarHex, "hex", log));
+        EXPECT_TRUE(k1.generateNewKey2(StringBuffer("secp256k1"), kScalarHex, "hex", log));
+        EXPECT_TRUE(p521.generateNewKey2(StringBuffer("secp521r1"), kScalarHex, "hex", log));
+        add("p256.", p256), add("k1.", k1), add("p521.", p521);
+    }
+    // The fixture on a curve, by any of its names.
+    std::string prefix(const std::string& curve) {
+        return curve.find("k1") != std::string::npos || curve.find("k256") != std::string::npos   ? "k1."
+               : curve.find("521") != std::string::npos ? "p521."
+                                                          : "p256.";
+    }
+    EccKey& of(const std::string& curve) { return prefix(curve) == "k1." ? k1 : prefix(curve) == "p521." ? p521 : p256; }
+};
+Fixtures& fx() {
+    static Fixtures* f = new Fixtures();
+    return *f;
+}
+
+// ---- Input expressions ----------------------------------------------------------------------
+
+Bytes parseBytes(const std::string& s, std::size_t& i, char close);
+
+Bytes token(const std::string& t) {
+    if (t[0] == '@') {
+        auto it = fx().parts.find(t.substr(1));
+        EXPECT_NE(it, fx().parts.end()) << "no fixture " << t;
+        return it == fx().parts.end() ? Bytes() : it->second;
+    }
+    if (t.rfind("nest:", 0) == 0) return nested(std::stoul(t.substr(5)));
+    const std::size_t star = t.find('*');
+    const std::string hex = t.substr(0, star);
+    DataBuffer db;
+    EXPECT_TRUE(db.appendEncoded(hex.c_str(), "hex")) << "bad hex " << t;
+    Bytes one = bytesOf(db), out;
+    const std::size_t times = star == std::string::npos ? 1 : std::stoul(t.substr(star + 1));
+    for (std::size_t k = 0; k < times; ++k) out.insert(out.end(), one.begin(), one.end());
+    return out;
+}
+
+// Hex, @fixtures, HEX*count, nest:N, 'text', (TAG content) as DER, [content] as an SSH string.
+Bytes parseBytes(const std::string& s, std::size_t& i, char close) {
+    Bytes out;
+    while (i < s.size()) {
+        const char c = s[i];
+        if (c == ' ') {
+            ++i;
+        } else if (c == close) {
+            ++i;
+            break;
+        } else if (c == '(' || c == '[') {
+            Bytes inner = parseBytes(s, ++i, c == '(' ? ')' : ']');
+            out = out + (c == '[' ? be32(inner.size()) + inner
+                                  : derTlv(inner.empty() ? 0 : inner[0], Bytes(inner.begin() + 1, inner.end())));
+        } else if (c == '\'') {
+            const std::size_t end = s.find('\'', i + 1);
+            out.insert(out.end(), s.begin() + static_cast<long>(i) + 1, s.begin() + static_cast<long>(end));
+            i = end + 1;
+        } else {
+            const std::size_t end = s.find_first_of(" ()[]", i);
+            out = out + token(s.substr(i, end - i));
+            i = end == std::string::npos ? s.size() : end;
+        }
+    }
+    return out;
+}
+
+// Text with \xNN \t \r \n \0 \\ escapes and ${expr} pieces (${b64:expr}, ${hex:expr} encode).
+Bytes parseText(const std::string& s) {
+    Bytes out;
+    for (std::size_t i = 0; i < s.size(); ++i) {
+        if (s[i] == '\\' && i + 1 < s.size()) {
+            const char e = s[++i];
+            if (e == 'x') {
+                out.push_back(static_cast<unsigned char>(std::stoul(s.substr(i + 1, 2), nullptr, 16)));
+                i += 2;
+            } else {
+                out.push_back(static_cast<unsigned char>(e == 't' ? '\t' : e == 'r' ? '\r' : e == 'n' ? '\n' : e == '0' ? '\0' : e));
+            }
+        } else if (s.compare(i, 2, "${") == 0) {
+            const std::size_t end = s.find('}', i);
+            std::string expr = s.substr(i + 2, end - i - 2);
+            const std::size_t colon = expr.find(':');
+            const std::string enc = colon == std::string::npos ? "" : expr.substr(0, colon);
+            const bool encoded = enc == "b64" || enc == "b64url" || enc == "hex";
+            if (encoded) expr = expr.substr(colon + 1);
+            std::size_t at = 0;
+            Bytes b = parseBytes(expr, at, 0);
+            if (encoded) {
+                DataBuffer db;
+                db.append(b.data(), static_cast<unsigned>(b.size()));
+                StringBuffer sb;
+                db.encodeDB(enc == "b64" ? "base64" : enc == "b64url" ? "base64url" : "hex", sb);
+                b = Bytes(sb.getString(), sb.getString() + sb.getSize());
+            }
+            out = out + b;
+            i = end;
+        } else {
+            out.push_back(static_cast<unsigned char>(s[i]));
+        }
+    }
+    return out;
+}
+
+// ---- Loaders --------------------------------------------------------------------------------
+
+// One row's run: the input as a buffer and as exact-size heap blocks (so a read past the end is
+// seen by the sanitizers and memcheck), the log, a key that starts private for the key loaders,
+// and `out`, what the loader produced, for `ok OUTPUT` and `%` elements.
+struct Run {
+    Run(const std::string& a, const Bytes& b, bool isNull) : arg(a), in(b), null(isNull) {
+        db.append(in.data(), static_cast<unsigned>(in.size()));
+        std::copy(in.begin(), in.end(), bytes.get());
+        std::copy(in.begin(), in.end(), chars.get());
+        chars[in.size()] = '\0';
+    }
+    const char* text() const { return null ? nullptr : chars.get(); }
+    const unsigned char* data() const { return null ? nullptr : bytes.get(); }
+    unsigned size() const { return static_cast<unsigned>(in.size()); }
+    unsigned argNumber() const { return static_cast<unsigned>(std::stoul(arg.empty() ? "0" : arg, nullptr, 0)); }
+    std::string arg;
+    Bytes in;
+    bool null;
+    DataBuffer db;
+    std::unique_ptr<unsigned char[]> bytes{new unsigned char[in.size()]};
+    std::unique_ptr<char[]> chars{new char[in.size() + 1]};
+    LogBase log;
+    EccKey key;
+    std::string out;
+};
+
+// Loaded: curve, type, and whether the point is on the curve. Refused: what is left of the key.
+bool keyResult(bool ok, Run& r) {
+    LogNull quiet;
+    r.out = std::string(r.key.m_curve.name.getString()) +
+            (!ok ? " k=" + hexOf(r.key.m_k)
+                 : (r.key.m_keyType == 1 ? " private" : " public") + std::string(r.key.isPoint(quiet) ? "" : " off-curve"));
+    return ok;
+}
+
+bool verify(EccKey& key, const Bytes& sig, bool useRLen, unsigned rLen, unsigned hashLen, Run& r) {
+    bool valid = true;
+    const bool ok = key.eccVerifyHash(sig.data(), static_cast<unsigned>(sig.size()), useRLen, kDigest, hashLen, valid,
+                                      r.log, rLen);
+    if (!ok) { EXPECT_FALSE(valid); }
+    r.out = valid ? "valid" : "invalid";
+    return ok;
+}
+
+// A refusal leaves the offset where it was.
+template <typename Parse>
+bool ssh(Run& r, Parse parse) {
+    unsigned offset = r.argNumber();
+    const bool ok = parse(offset);
+    if (!ok) { EXPECT_EQ(offset, r.argNumber()) << "offset moved"; }
+    r.out += " @" + std::to_string(offset);
+    return ok;
+}
+
+// The decoded tree written out again, and how many input bytes it left unread.
+template <typename Tree, typename Encode>
+bool reencoded(Tree* tree, unsigned consumed, Run& r, Encode encode) {
+    DataBuffer again;
+    if (tree) { EXPECT_TRUE(encode(*tree, again)); }
+    if (!tree) { EXPECT_EQ(consumed, 0u); }
+    r.out = hexOf(again) + (tree && consumed < r.size() ? " +" + std::to_string(r.size() - consumed) : "");
+    return tree != nullptr;
+}
+
+bool curveResult(bool ok, const EccCurve& c, Run& r) {
+    r.out = std::string(c.name.getString()) + " " + std::to_string(c.fieldBytes);
+    return ok;
+}
+
+// A built node encoded, read back, and checked; the output is its DER.
+template <typename Check>
+bool built(_vnAsn1* node, Run& r, Check check) {
+    RefCountedObjectOwner owner(node);
+    DataBuffer der;
+    unsigned consumed = 0;
+    if (node == nullptr || !node->EncodeToDer(der, false, r.log)) return false;
+    _vnAsn1* back = _vnAsn1::DecodeToAsn(der.getData2(), der.getSize(), consumed, r.log);
+    RefCountedObjectOwner backOwner(back);
+    EXPECT_TRUE(back && check(*back));
+    r.out = hexOf(der);
+    return true;
+}
+
+DataBuffer& fill(DataBuffer&& db, const Bytes& b) {
+    db.append(b.data(), static_cast<unsigned>(b.size()));
+    return db;
+}
+
+enum KeyRule { kNoKey, kNothingPrivate, kNotTypedPrivate };
+using Loader = std::pair<KeyRule, bool (*)(Run&)>;
+
+const std::map<std::string, Loader>& loaders() {
+    static const std::map<std::string, Loader> table = {
+        {"der", {kNothingPrivate, [](Run& r) { return keyResult(r.key.loadEccDer(r.db, r.log), r); }}},
+        {"raw-priv", {kNothingPrivate, [](Run& r) { return keyResult(r.key.loadEccPrivateRaw(r.db, r.arg == "k1", r.log), r); }}},
+        {"raw-pub", {kNothingPrivate, [](Run& r) { return keyResult(r.key.loadEccPublicRaw(r.db, r.log), r); }}},
+        {"point", {kNothingPrivate, [](Run& r) {
+             return keyResult(r.key.loadEcPubKeyByCurveAndPoint(r.arg.c_str(), r.db, r.log), r);
+         }}},
+        {"putty", {kNothingPrivate, [](Run& r) {
+             return keyResult(r.key.loadPrivateFromPuttySsh(r.arg.c_str(), fill(DataBuffer(), fx().parts[fx().prefix(r.arg) + "point"]), r.db, r.log), r);
+         }}},
+        {"putty-point", {kNothingPrivate, [](Run& r) {
+             std::size_t at = 0;
+             const Bytes blob = parseBytes("[ 'ecdsa-sha2-nistp256' ] [ 'nistp256' ] [ @p256.point ] [ 00 @p256.k ]", at, 0);
+             return keyResult(r.key.loadPrivateFromPuttySsh("secp256r1", r.db, fill(DataBuffer(), blob), r.log), r);
+         }}},
+        // A refused JWK is never typed private, but a "d" read before the refusal stays in k.
+        {"jwk", {kNotTypedPrivate, [](Run& r) {
+             ClsJsonObject json;
+             EXPECT_TRUE(json.load(r.text()));
+             const bool ok = r.key.loadAnyJwk(json, r.log);
+             for (const auto& e : r.log.entries()) { EXPECT_EQ(e.context.rfind("loadAnyJwk_ecc", 0), 0u) << e.text; }
+             return keyResult(ok, r);
+         }}},
+        {"xml-key", {kNothingPrivate, [](Run& r) {
+             ClsXml xml;
+             EXPECT_TRUE(xml.loadXml(r.text()));
+             return keyResult(r.key.loadAnyXml(xml, r.log), r);
+         }}},
+        {"verify", {kNoKey, [](Run& r) {
+             const std::size_t colon = r.arg.find(':');
+             const unsigned hashLen = colon == std::string::npos ? 32u : static_cast<unsigned>(std::stoul(r.arg.substr(colon + 1)));
+             return verify(fx().of(r.arg.substr(0, colon)), r.in, false, 0, hashLen, r);
+         }}},
+        {"verify-rlen", {kNoKey, [](Run& r) { return verify(fx().p256, r.in, true, r.argNumber(), 32, r); }}},
+        // The input is the public point; the signature is the fixture key's own.
+        {"verify-q", {kNoKey, [](Run& r) {
+             EccKey q;
+             EXPECT_TRUE(q.loadEcPubKeyByCurveAndPoint(r.arg.c_str(), r.db, r.log));
+             return verify(q, fx().parts[fx().prefix(r.arg) + "sig"], false, 0, 32, r);
+         }}},
+        {"tls-wrap", {kNoKey, [](Run& r) {
+             DataBuffer out;
+             out.appendChar(0x99);
+             const bool ok = EccKey::eccWrapSigAsn_forTls(r.db, 0, out, r.log);
+             r.out = hexOf(out);
+             return ok;
+         }}},
+        {"curve-name", {kNoKey, [](Run& r) {
+             EccCurve c;
+             return curveResult(c.loadCurveByName(r.text(), r.log), c, r);
+         }}},
+        {"curve-oid", {kNoKey, [](Run& r) {
+             EccCurve c;
+             StringBuffer oid(r.text());
+             return curveResult(c.loadCurveByOid(oid, r.log), c, r);
+         }}},
+        {"x963", {kNoKey, [](Run& r) {
+             EccPoint pt;
+             if (r.arg == "emptied") r.db.appendChar(4), r.db.clear();
+             const bool ok = pt.loadEccPoint(r.db, r.log);
+             r.out = std::to_string(pt.format) + " " + hexOf(pt.x) + " " + hexOf(pt.y) + " " + hexOf(pt.z);
+             return ok;
+         }}},
+        // Refused: both outputs cleared.
+        {"pem", {kNoKey, [](Run& r) {
+             StringBuffer label("stale");
+             DataBuffer der;
+             der.appendChar(0x99);
+             const bool ok = PemReader::readFirst(r.text(), label, der, r.log);
+             r.out = std::string(label.getString()) + " " + hexOf(der);
+             return ok;
+         }}},
+        {"pem-label", {kNoKey, [](Run& r) {
+             StringBuffer out("previous text");
+             const bool ok = _vnPublicKey::derToPem(r.text(), fill(DataBuffer(), r.arg == "nodata" ? Bytes() : Bytes{5}), out, r.log);
+             r.out = out.getString();
+             return ok;
+         }}},
+        {"asn1", {kNoKey, [](Run& r) {
+             unsigned consumed = 99;
+             _vnAsn1* node = _vnAsn1::DecodeToAsn(r.data(), r.size(), consumed, r.log);
+             RefCountedObjectOwner owner(node);
+             return reencoded(node, consumed, r, [&](_vnAsn1& n, DataBuffer& out) { return n.EncodeToDer(out, false, r.log); });
+         }}},
+        // The dotted text or the number built into DER, which must read back to the same value.
+        {"oid", {kNoKey, [](Run& r) {
+             StringBuffer text;
+             return built(_vnAsn1::newOid(r.text()), r, [&](_vnAsn1& back) { return back.GetOid(text) && text.equals(r.text()); });
+         }}},
+        {"asn1-int", {kNoKey, [](Run& r) {
+             return built(_vnAsn1::newInteger(std::stoi(r.text())), r,
+                          [&](_vnAsn1& back) { return back.isInteger() && back.asnIntValue() == std::stoi(r.text()); });
+         }}},
+        // The signature codec's decoder: exactly one error line for a refusal.
+        {"asnitem", {kNoKey, [](Run& r) {
+             unsigned consumed = 99;
+             std::unique_ptr<vn_asnItem> item(DerCodec::derToItem(r.data(), r.size(), consumed, r.log));
+             if (!item && !r.null) { EXPECT_EQ(r.log.errors().size(), 1u); }
+             return reencoded(item.get(), consumed, r, [](vn_asnItem& i, DataBuffer& out) { return DerCodec::itemToDer(i, out); });
+         }}},
+        // The first element of a SEQUENCE read as an unsigned INTEGER.
+        {"asnitem-int", {kNoKey, [](Run& r) {
+             unsigned consumed = 0;
+             std::unique_ptr<vn_asnItem> item(DerCodec::derToItem(r.data(), r.size(), consumed, r.log));
+             mp_int v;
+             const bool ok = item && item->getSubItem_doNotDelete(0)->get_mp(v, r.log);
+             r.out = hexOf(v);
+             return ok;
+         }}},
+        // Refused: one "JSON: " line, and the object emptied.
+        {"json", {kNoKey, [](Run& r) {
+             ClsJsonObject json;
+             EXPECT_TRUE(json.load("{\"prior\":1}"));
+             const bool ok = json.load(r.text(), r.log);
+             const auto errors = r.log.errors();
+             if (!ok) { EXPECT_TRUE(errors.size() == 1 && errors[0].rfind("JSON: ", 0) == 0 && json.numMembers() == 0); }
+             r.out = std::to_string(json.numMembers());
+             return ok;
+         }}},
+        {"json-path", {kNoKey, [](Run& r) {
+             ClsJsonObject json;
+             StringBuffer out("stale");
+             EXPECT_TRUE(json.load(r.text(), r.log));
+             const bool ok = json.sbOfPathUtf8(r.arg.c_str(), out, r.log);
+             r.out = out.getString();
+             return ok;
+         }}},
+        // Refused: the element emptied (tag, children, text, attributes).
+        {"xml", {kNoKey, [](Run& r) {
+             ClsXml x;
+             StringBuffer content, attr;
+             EXPECT_TRUE(x.loadXml("<old a='1'>keep<c/></old>"));
+             const bool ok = x.loadXml(r.text(), r.log);
+             x.get_Content(content);
+             r.out = std::string(x.tag()) + (content.getSize() ? " " : "") + content.getString();
+             if (!ok) { EXPECT_TRUE(x.numChildren() == 0 && !x.getAttrValue("a", attr) && r.out.empty()); }
+             return ok;
+         }}},
+        {"xml-tag", {kNoKey, [](Run& r) {
+             ClsXml x;
+             EXPECT_TRUE(x.loadXml(("<" + std::string(r.text()) + "/>").c_str()));
+             const bool folded = r.arg.rfind("i:", 0) == 0;
+             return x.tagMatches(r.arg.substr(folded ? 2 : 0).c_str(), folded);
+         }}},
+        {"ssh-uint32", {kNoKey, [](Run& r) {
+             unsigned v = 0;
+             return ssh(r, [&](unsigned& off) { return SshMessage::parseUint32(r.db, off, v) && (r.out = std::to_string(v), true); });
+         }}},
+        {"ssh-string", {kNoKey, [](Run& r) {
+             StringBuffer s("stale");
+             return ssh(r, [&](unsigned& off) { return SshMessage::parseString(r.db, off, s) && (r.out = s.getString(), true); });
+         }}},
+        {"ssh-binary", {kNoKey, [](Run& r) {
+             DataBuffer out;
+             return ssh(r, [&](unsigned& off) { return SshMessage::parseBinaryString(r.db, off, out, r.log) && (r.out = hexOf(out), true); });
+         }}},
+        {"ssh-mpint", {kNoKey, [](Run& r) {
+             mp_int v;
+             return ssh(r, [&](unsigned& off) { return SshMessage::parseMpInt(r.db, off, v, r.log) && (r.out = hexOf(v), true); });
+         }}},
+        // A failed decode leaves what the buffer held before.
+        {"decode", {kNoKey, [](Run& r) {
+             DataBuffer db;
+             db.appendChar(0xEE);
+             const bool ok = db.appendEncoded(r.text(), r.arg.c_str());
+             r.out = hexOf(db);
+             return ok;
+         }}},
+        // A failed read leaves zero.
+        {"radix", {kNoKey, [](Run& r) {
+             mp_int a;
+             BigNum::mp_read_radix(a, "123456789ABCDEF0123456789", 16);
+             const bool ok = BigNum::mp_read_radix(a, r.text(), std::stoi(r.arg));
+             r.out = hexOf(a);
+             return ok;
+         }}},
+    };
+    return table;
+}
+
+// ---- Lines and expectations -----------------------------------------------------------------
+
+struct Row {
+    std::string where, loader, arg, input, expect;
+    Bytes bytes;
+    bool null = false;
+};
+
+std::string trim(const std::string& s) {
+    const std::size_t b = s.find_first_not_of(' '), e = s.find_last_not_of(' ');
+    return b == std::string::npos ? "" : s.substr(b, e - b + 1);
+}
+
+// One line into its rows: the ^prefixes[:from-to[/step]] and ^flips modifiers make many.
+std::vector<Row> expand(const std::string& where, const std::string& line) {
+    const std::size_t a = line.find(" | "), b = line.rfind(" | ");
+    Row row;
+    row.where = where;
+    std::string loader = trim(line.substr(0, a));
+    row.loader = loader.substr(0, loader.find(':'));
+    row.arg = loader.find(':') == std::string::npos ? "" : loader.substr(loader.find(':') + 1);
+    row.expect = trim(line.substr(b + 3));
+    std::string input = b >= a + 3 ? trim(line.substr(a + 3, b - a - 3)) : "";  // "x | | y": empty
+    std::vector<std::string> mods;
+    for (std::size_t m; (m = input.rfind(" ^")) != std::string::npos;) {
+        mods.push_back(input.substr(m + 2));
+        input = trim(input.substr(0, m));
+    }
+    row.input = input;
+    row.null = input == "null";
+    std::size_t at = 0;
+    row.bytes = row.null ? Bytes() : input.rfind("t:", 0) == 0 ? parseText(input.substr(2)) : parseBytes(input, at, 0);
+    std::vector<Row> rows;
+    if (mods.empty()) return {row};
+    for (const std::string& mod : mods) {
+        if (mod == "flips") {
+            for (std::size_t i = 0; i < row.bytes.size(); ++i) {
+                for (unsigned x : {0x01u, 0xFFu}) {
+                    Row r = row;
+                    r.bytes[i] = static_cast<unsigned char>(r.bytes[i] ^ x);
+                    r.input += " (byte " + std::to_string(i) + " ^ " + std::to_string(x) + ")";
+                    rows.push_back(r);
+                }
+            }
+        } else if (mod.rfind("prefixes", 0) == 0) {
+            std::size_t from = 0, to = row.bytes.size() - 1, step = 1;
+            if (mod.size() > 9) {
+                const std::string range = mod.substr(9);
+                from = std::stoul(range);
+                const std::size_t dash = range.find('-'), slash = range.find('/');
+                if (dash + 1 < range.size() && range[dash + 1] != '/') to = std::stoul(range.substr(dash + 1));
+                if (slash != std::string::npos) step = std::stoul(range.substr(slash + 1));
+            }
+            for (std::size_t n = from; n <= to && n < row.bytes.size(); n += step) {
+                Row r = row;
+                r.bytes.resize(n);
+                r.input += " (prefix " + std::to_string(n) + ")";
+                rows.push_back(r);
+            }
+        } else {
+            ADD_FAILURE() << where << ": unknown modifier ^" << mod;
+        }
+    }
+    return rows;
+}
+
+std::vector<std::string> split(const std::string& s, const std::string& sep) {
+    std::vector<std::string> parts;
+    for (std::size_t at = 0;;) {
+        const std::size_t next = s.find(sep, at);
+        parts.push_back(s.substr(at, next - at));
+        if (next == std::string::npos) return parts;
+        at = next + sep.size();
+    }
+}
+
+// The log's lines in order, each as an expectation element would spell it.
+std::string observed(const Run& r, bool ok) {
+    if (ok) return "ok " + escape(r.out);
+    std::string s;
+    for (const auto& e : r.log.entries()) {
+        if (e.kind == LogBase::Kind::Info) continue;
+        s += (s.empty() ? "" : " > ") +
+             (e.kind == LogBase::Kind::Data ? "$" + e.name + "=" + e.text : e.context + "::" + e.text);
+    }
+    return (s.empty() ? "silent" : s) + " %" + escape(r.out);
+}
+
+std::string asText(const std::string& expect) {
+    const Bytes b = parseText(expect);
+    return std::string(b.begin(), b.end());
+}
+
+// Does the log hold the elements in order? `$name=value` is a value line, `path::text` an
+// error under that context, `%text` the loader's output, `silent`/`any` no line/some error line,
+// anything else an error text.
+bool matches(const Run& r, const std::string& expect) {
+    const bool exact = expect[0] == '=';
+    const auto& entries = r.log.entries();
+    std::size_t at = 0, errorElements = 0;
+    for (std::string el : split(expect.substr(exact ? 1 : 0), " > ")) {
+        if (el == "silent" || el == "any") {
+            if (entries.empty() != (el == "silent") || (el == "any" && r.log.errors().empty())) return false;
+            continue;
+        }
+        if (el[0] == '%') {
+            if (r.out != asText(el.substr(1))) return false;
+            continue;
+        }
+        const bool data = el[0] == '$';
+        const std::size_t ctx = el.find("::");
+        std::string name, context, text = el;
+        if (data) name = el.substr(1, el.find('=') - 1), text = el.substr(el.find('=') + 1);
+        if (!data && ctx != std::string::npos) context = el.substr(0, ctx), text = el.substr(ctx + 2);
+        errorElements += data ? 0 : 1;
+        while (at < entries.size() &&
+               !(data ? entries[at].kind == LogBase::Kind::Data && entries[at].name == name && entries[at].text == text
+                      : entries[at].kind == LogBase::Kind::Error && entries[at].text == text &&
+                            (ctx == std::string::npos || entries[at].context == context)))
+            ++at;
+        if (at++ >= entries.size()) return false;
+    }
+    return !exact || r.log.errors().size() == errorElements;
+}
+
+void runRow(const Row& row) {
+    SCOPED_TRACE(row.where + ": " + row.loader + (row.arg.empty() ? "" : ":" + row.arg) + " | " + row.input);
+    auto it = loaders().find(row.loader);
+    ASSERT_NE(it, loaders().end()) << "unknown loader";
+    Run r(row.arg, row.bytes, row.null);
+    if (it->second.first != kNoKey) r.key.copyFromEccKey(fx().p256);
+    const bool ok = it->second.second(r);
+    if (std::getenv("ECCKEY_INPUTS_PRINT")) std::printf("%s\t%s\n", row.where.c_str(), observed(r, ok).c_str()), std::fflush(stdout);
+    const std::string& ex = row.expect;
+    const std::string why = "\n  got: " + observed(r, ok);
+    if (ex.rfind("ok", 0) == 0) {
+        EXPECT_TRUE(ok) << why;
+        if (ex.size() > 3) { EXPECT_EQ(r.out, asText(ex.substr(3))) << why; }
+        return;
+    }
+    if (ex == "either" && ok) return;
+    EXPECT_FALSE(ok) << why;
+    if (it->second.first != kNoKey) {
+        EXPECT_NE(r.key.m_keyType, 1) << why;
+        if (it->second.first == kNothingPrivate) { EXPECT_TRUE(r.key.m_k.isZero()) << why; }
+    }
+    if (ex == "any") {
+        EXPECT_FALSE(r.log.errors().empty()) << why;
+    } else if (ex == "silent") {
+        EXPECT_TRUE(r.log.entries().empty()) << why;
+    } else if (ex != "either") {
+        EXPECT_TRUE(matches(r, ex)) << "  want: " << ex << why;
+    }
+}
+
+// The folder can be overridden to run one file alone.
+std::string dataDir() { return std::getenv("ECCKEY_INPUTS_DATA") ? std::getenv("ECCKEY_INPUTS_DATA") : ECCKEY_INPUTS_DATA; }
+
+std::vector<std::string> dataFiles() {
+    std::vector<std::string> files;
+    DIR* dir = opendir(dataDir().c_str());
+    for (dirent* e; dir && (e = readdir(dir));) {
+        const std::string name = e->d_name;
+        if (name.size() > 4 && name.compare(name.size() - 4, 4, ".txt") == 0 && name != "README.txt") files.push_back(name);
+    }
+    if (dir) closedir(dir);
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+TEST(Inputs, EveryDataLine) {
+    const auto files = dataFiles();
+    ASSERT_FALSE(files.empty()) << dataDir();
+    std::size_t count = 0;
+    for (const std::string& file : files) {
+        std::ifstream in(dataDir() + "/" + file);
+        std::string line;
+        for (int n = 1; std::getline(in, line); ++n) {
+            if (trim(line).empty() || trim(line)[0] == '#') continue;
+            for (const Row& row : expand(file + ":" + std::to_string(n), line)) {
+                runRow(row);
+                ++count;
+            }
+        }
+    }
+    std::printf("%zu cases from %zu files\n", count, files.size());
+}
+
+}  // namespace
+}  // namespace vn
