@@ -282,7 +282,7 @@ TEST(OpenSslDifferential, SignaturesBothWays) {
                 } else {  // appended after what was there: string(mpint r) string(mpint s)
                     ASSERT_TRUE(sig.getSize() > 9 && p[0] == 0xEE);
                     const Bytes body(p + 1, p + sig.getSize());
-                    const std::size_t rl = std::size_t(body[0]) << 24 | body[1] << 16 | body[2] << 8 | body[3];
+                    const std::size_t rl = std::size_t(body[0]) << 24 | std::size_t(body[1]) << 16 | std::size_t(body[2]) << 8 | std::size_t(body[3]);
                     ASSERT_LT(rl + 8, body.size());
                     r = bn(body.data() + 4, rl);
                     s = bn(body.data() + 8 + rl, body.size() - 8 - rl);
