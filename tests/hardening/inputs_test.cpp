@@ -138,6 +138,7 @@ struct Fixtures {
         put("pkcs8", key.toEccPkcs8PrivateKeyDer(db, log));
         CountingPrng prng;
         put("sig", key.eccSignHash(kDigest, 32, prng, true, db, log));
+        put("rawsig", key.eccSignHash(kDigest, 32, prng, false, db, log));
         log.m_options.setString("EMIT_ECC_PKCS1_PUBKEY");
         put("sec1", key.toEccPkcs1PrivateKeyDer(db, log));
         db.append(parts[p + "sec1"].data(), static_cast<unsigned>(parts[p + "sec1"].size()));
