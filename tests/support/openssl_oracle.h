@@ -5,8 +5,8 @@
 #include <openssl/bn.h>
 #include <openssl/ec.h>
 #include <openssl/obj_mac.h>
+#include <openssl/objects.h>
 
-#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -25,23 +25,12 @@ using CtxPtr = std::unique_ptr<BN_CTX, decltype(&BN_CTX_free)>;
 
 inline BnPtr newBn() { return BnPtr(BN_new(), BN_free); }
 
+// OpenSSL's short names differ from ours in case (brainpoolP) and for two prime curves.
 inline int nidOf(const char* canonical) {
-    struct Row {
-        const char* name;
-        int nid;
-    } static const rows[] = {
-        {"secp256r1", NID_X9_62_prime256v1}, {"secp384r1", NID_secp384r1},
-        {"secp521r1", NID_secp521r1},        {"secp256k1", NID_secp256k1},
-        {"secp192r1", NID_X9_62_prime192v1}, {"secp160r1", NID_secp160r1},
-        {"secp224r1", NID_secp224r1},        {"brainpoolp160r1", NID_brainpoolP160r1},
-        {"brainpoolp192r1", NID_brainpoolP192r1}, {"brainpoolp224r1", NID_brainpoolP224r1},
-        {"brainpoolp256r1", NID_brainpoolP256r1}, {"brainpoolp320r1", NID_brainpoolP320r1},
-        {"brainpoolp384r1", NID_brainpoolP384r1}, {"brainpoolp512r1", NID_brainpoolP512r1},
-    };
-    for (const Row& r : rows) {
-        if (std::strcmp(r.name, canonical) == 0) return r.nid;
-    }
-    return NID_undef;
+    std::string name = canonical;
+    if (name == "secp256r1" || name == "secp192r1") name = "prime" + name.substr(4, 3) + "v1";
+    if (name.rfind("brainpoolp", 0) == 0) name[9] = 'P';
+    return OBJ_sn2nid(name.c_str());
 }
 
 inline void toBn(const mp_int& v, BIGNUM* out) {
@@ -81,15 +70,22 @@ struct OracleCurve {
     }
     mp_int* ma() { return hasA ? &a : nullptr; }
 
-    // k*P (P affine, ours) computed by OpenSSL, as our affine point.
-    void mul(const EccPoint& P, const mp_int& k, EccPoint& out) const {
-        BnPtr x = newBn(), y = newBn(), kk = newBn();
+    // Our affine point as OpenSSL's.
+    PointPtr point(const EccPoint& P) const {
+        BnPtr x = newBn(), y = newBn();
         toBn(P.x, x.get());
         toBn(P.y, y.get());
-        toBn(k, kk.get());
-        PointPtr pt(EC_POINT_new(group.get()), EC_POINT_free), r(EC_POINT_new(group.get()), EC_POINT_free);
+        PointPtr pt(EC_POINT_new(group.get()), EC_POINT_free);
         EC_POINT_set_affine_coordinates(group.get(), pt.get(), x.get(), y.get(), ctx.get());
-        EC_POINT_mul(group.get(), r.get(), nullptr, pt.get(), kk.get(), ctx.get());
+        return pt;
+    }
+
+    // k*P (P affine, ours) computed by OpenSSL, as our affine point.
+    void mul(const EccPoint& P, const mp_int& k, EccPoint& out) const {
+        BnPtr kk = newBn();
+        toBn(k, kk.get());
+        PointPtr r(EC_POINT_new(group.get()), EC_POINT_free);
+        EC_POINT_mul(group.get(), r.get(), nullptr, point(P).get(), kk.get(), ctx.get());
         toAffine(r.get(), out);
     }
 
@@ -98,16 +94,9 @@ struct OracleCurve {
         EccPoint a1, b1;
         mul(A, kA, a1);
         mul(B, kB, b1);
-        BnPtr x = newBn(), y = newBn();
-        PointPtr pa(EC_POINT_new(group.get()), EC_POINT_free), pb(EC_POINT_new(group.get()), EC_POINT_free);
-        toBn(a1.x, x.get());
-        toBn(a1.y, y.get());
-        EC_POINT_set_affine_coordinates(group.get(), pa.get(), x.get(), y.get(), ctx.get());
-        toBn(b1.x, x.get());
-        toBn(b1.y, y.get());
-        EC_POINT_set_affine_coordinates(group.get(), pb.get(), x.get(), y.get(), ctx.get());
-        EC_POINT_add(group.get(), pa.get(), pa.get(), pb.get(), ctx.get());
-        toAffine(pa.get(), out);
+        PointPtr sum = point(a1);
+        EC_POINT_add(group.get(), sum.get(), sum.get(), point(b1).get(), ctx.get());
+        toAffine(sum.get(), out);
     }
 
     void toAffine(const EC_POINT* pt, EccPoint& out) const {
