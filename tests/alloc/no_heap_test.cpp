@@ -35,17 +35,9 @@ void* operator new(std::size_t n) {
     if (p == nullptr) throw std::bad_alloc();
     return p;
 }
-void* operator new[](std::size_t n) { return operator new(n); }
-void* operator new(std::size_t n, const std::nothrow_t&) noexcept {
-    try { return operator new(n); } catch (...) { return nullptr; }
-}
-void* operator new[](std::size_t n, const std::nothrow_t& t) noexcept { return operator new(n, t); }
+// The array and nothrow forms the runtime supplies all forward to these.
 void operator delete(void* p) noexcept { std::free(p); }
-void operator delete[](void* p) noexcept { std::free(p); }
 void operator delete(void* p, std::size_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
-void operator delete(void* p, const std::nothrow_t&) noexcept { std::free(p); }
-void operator delete[](void* p, const std::nothrow_t&) noexcept { std::free(p); }
 
 namespace vn {
 namespace {
@@ -101,7 +93,8 @@ TEST(NoHeap, GenericEngineOperations) {
 }
 
 // The secp256k1 products of every key operation (generator table, odd windows, the verifier's
-// sum and its x test) and the signer's s, once the generator table exists.
+// sum and its x test) and the signer's s, once the generator table exists; then the key's
+// verification end to end, a raw signature in and the verdict out.
 TEST(NoHeap, Secp256k1Operations) {
     const _vnUnsigned256 k("A5A6A3A0B1B2BFBC8D8E8B88999A979475767370616273EC5D5E5B58494A4744"), e(_vnCurvePt::m_s_G.x);
     _vnPt64 Q, R;
@@ -114,10 +107,7 @@ TEST(NoHeap, Secp256k1Operations) {
                   reciprocalModOrderMont(inv), p.multiplyPt(k), p.normalizePt();
               }));
     EXPECT_TRUE(p.isOnCurve());
-}
 
-// The key's secp256k1 verification end to end, a raw signature in and the verdict out.
-TEST(NoHeap, Secp256k1Verification) {
     EccKey key;
     LogNull log;
     ASSERT_TRUE(key.generateNewKey2(StringBuffer("secp256k1"), "C0FFEE0123456789", "hex", log));
