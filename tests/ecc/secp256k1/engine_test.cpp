@@ -88,12 +88,8 @@ TEST(Unsigned256, EveryOperationMatchesGmp) {
         EXPECT_EQ(v.shiftLeft1(), static_cast<std::uint32_t>(mpz_tstbit(za, 255))) << hexOf(a);
         mpz_mul_2exp(zr, za, 1);
         EXPECT_EQ(v, toU(zr)) << "<< 1 " << hexOf(a);
-        v = a, v.shiftRight1(0);
-        EXPECT_EQ(v, a);
-        v.shiftRight1(1), mpz_fdiv_q_2exp(zr, za, 1);
+        v = a, v.shiftRight1(1), mpz_fdiv_q_2exp(zr, za, 1);
         EXPECT_EQ(v, toU(zr)) << ">> 1 " << hexOf(a);
-        EXPECT_EQ(a.isZeroFlag(), mpz_sgn(za.z) == 0 ? 1u : 0u);
-        for (unsigned i : {0u, 31u, 32u, 255u}) EXPECT_EQ(a.bit(i), static_cast<std::uint32_t>(mpz_tstbit(za, i)));
         // The inverse by the fixed binary Euclid, also modulo 2^256 - 1 where (m + 1) / 2 needs
         // the carry out of the top word; 0 stays 0.
         for (const char* m : {kP, kN, "ffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffff"}) {
@@ -141,7 +137,6 @@ TEST(ModularArithmetic, EveryOperationMatchesGmp) {
         mpz_mod(za, za, p);
         where = hexOf(ua);
         mpz_set(zr, za), check(U256(a), "reduction", p);
-        mpz_set(zr, za), check(U256(fe64::toField(a64)), "toField", p);
         _vnFieldElement v = a, w;
         _vnFe64 r;
         v.multiply2(), mpz_mul_2exp(zr, za, 1), check(U256(v), "2 *", p);
