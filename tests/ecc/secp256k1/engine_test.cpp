@@ -10,7 +10,6 @@
 #include <cstdio>
 #include <random>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "ecc/secp256k1/CompletePoint.h"
@@ -18,8 +17,6 @@
 #include "ecc/secp256k1/OrderArithmetic.h"
 #include "ecc/secp256k1/OrderMontgomery.h"
 #include "ecc/secp256k1/PointMultiplication.h"
-#include "ecc/secp256k1/Uint256Conversions.h"
-#include "host/BigNum.h"
 #include "support/gmp_mpz.h"
 
 namespace vn {
@@ -82,24 +79,26 @@ std::vector<U256> operands(int randomCount) {
 
 TEST(Unsigned256, EveryOperationMatchesGmp) {
     std::printf("seed %llu\n", static_cast<unsigned long long>(kSeed));
-    const char* text = "0123456789abcdefFEDCBA9876543210000000010000000000000000DeadBeef";
-    Mpz ref(text), za, zb, zr, two256;
-    toZ(U256(text), za);
-    EXPECT_EQ(0, mpz_cmp(za, ref)) << "hex text";
+    Mpz za, zb, zr, two256;
     mpz_setbit(two256, 256);
-    const std::vector<U256> ops = operands(40);
+    const std::vector<U256> ops = operands(24);
     for (const U256& a : ops) {
         toZ(a, za);
-        unsigned char be[32];
-        a.getBigEndian(be);
-        EXPECT_TRUE(hexOf(be, 32) == hexOf(a) && U256(be) == a) << hexOf(a);
         U256 v = a;
         EXPECT_EQ(v.shiftLeft1(), static_cast<std::uint32_t>(mpz_tstbit(za, 255))) << hexOf(a);
-        mpz_mul_2exp(zr, za, 1); EXPECT_EQ(v, toU(zr)) << "<< 1 " << hexOf(a);
-        v = a, v.shiftRight1(0); EXPECT_EQ(v, a);
-        v.shiftRight1(1), mpz_fdiv_q_2exp(zr, za, 1); EXPECT_EQ(v, toU(zr)) << ">> 1 " << hexOf(a);
-        EXPECT_EQ(a.isZeroFlag(), mpz_sgn(za.z) == 0 ? 1u : 0u);
-        for (unsigned i : {0u, 31u, 32u, 255u}) EXPECT_EQ(a.bit(i), static_cast<std::uint32_t>(mpz_tstbit(za, i)));
+        mpz_mul_2exp(zr, za, 1);
+        EXPECT_EQ(v, toU(zr)) << "<< 1 " << hexOf(a);
+        v = a, v.shiftRight1(1), mpz_fdiv_q_2exp(zr, za, 1);
+        EXPECT_EQ(v, toU(zr)) << ">> 1 " << hexOf(a);
+        // The inverse by the fixed binary Euclid, also modulo 2^256 - 1 where (m + 1) / 2 needs
+        // the carry out of the top word; 0 stays 0.
+        for (const char* m : {kP, kN, "ffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffff"}) {
+            Mpz zm(m);
+            if (mpz_cmp(za, zm) >= 0 || (mpz_sgn(za.z) != 0 && mpz_invert(zr, za, zm) == 0)) continue;
+            if (mpz_sgn(za.z) == 0) mpz_set_ui(zr, 0);
+            v = a, v.reciprocal(U(m));
+            EXPECT_EQ(v, toU(zr)) << "1 / " << hexOf(a) << " mod " << m;
+        }
         for (const U256& b : ops) {
             toZ(b, zb);
             const int cmp = mpz_cmp(za, zb);
@@ -114,72 +113,83 @@ TEST(Unsigned256, EveryOperationMatchesGmp) {
                 v = a, mpz_sub(zr, za, flag ? zb.z : two256.z);
                 EXPECT_EQ(v.subtract(b, flag), (flag && mpz_sgn(zr.z) < 0) ? 1u : 0u);
                 EXPECT_EQ(v, toU(zr));  // toU reduces mod 2^256
-                U256 x = a, y = b;
-                x.swap(y, flag);
-                EXPECT_TRUE(x == (flag ? b : a) && y == (flag ? a : b)) << "swap";
-                x = a, x.replace(b, flag);
-                EXPECT_EQ(x, flag ? b : a) << "replace";
             }
         }
     }
 }
 
-// The inverse by the fixed binary Euclid, modulo p, n and 2^256 - 1 (where (m + 1) / 2 needs
-// the carry out of the top word); 0 stays 0.
-TEST(Unsigned256, ReciprocalMatchesGmp) {
-    for (const char* m : {kP, kN, "ffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffff"}) {
-        Mpz zm(m), zx, zr;
-        for (const U256& x : operands(60)) {
-            toZ(x, zx);
-            if (mpz_cmp(zx, zm) >= 0 || (mpz_sgn(zx.z) != 0 && mpz_invert(zr, zx, zm) == 0)) continue;
-            if (mpz_sgn(zx.z) == 0) mpz_set_ui(zr, 0);
-            U256 v = x;
-            v.reciprocal(U(m));
-            EXPECT_EQ(v, toU(zr)) << "1 / " << hexOf(x) << " mod " << m;
-        }
-    }
-}
-
-// The word field: reduction on entry, every operation and the two-operand forms with their
-// output aliasing either operand, the comparisons, against GMP modulo p.
-TEST(FieldElement, EveryOperationMatchesGmp) {
-    Mpz p(kP), za, zb, zr;
-    const std::vector<U256> ops = operands(50);
+// Both fields and the order products against GMP: the word field reduces on entry and its
+// two-operand forms may write over either operand; the four-limb field takes any value below
+// 2^256 unreduced; modulo n the bit-serial and the Montgomery products and the inverse.
+TEST(ModularArithmetic, EveryOperationMatchesGmp) {
+    Mpz p(kP), n(kN), za, zb, zr;
+    std::string where;
+    const auto check = [&](const U256& got, const char* what, const Mpz& m) {
+        mpz_mod(zr, zr, m);
+        EXPECT_EQ(hexOf(got), hexOf(toU(zr))) << what << " " << where;
+    };
+    const std::vector<U256> ops = operands(30);
     for (const U256& ua : ops) {
         const _vnFieldElement a(ua);
-        toZ(ua, za), mpz_mod(za, za, p);
-        ASSERT_EQ(U256(a), toU(za)) << "reduction of " << hexOf(ua);
-        _vnFieldElement v = a;
-        v.multiply2(), mpz_mul_2exp(zr, za, 1), mpz_mod(zr, zr, p); EXPECT_EQ(U256(v), toU(zr)) << "2 * " << hexOf(ua);
-        v = a, v.square(), mpz_mul(zr, za, za), mpz_mod(zr, zr, p); EXPECT_EQ(U256(v), toU(zr)) << hexOf(ua) << "^2";
-        _vnFieldElement w;
-        w.square(a); EXPECT_EQ(w, v);
-        w = a, w.square(w); EXPECT_EQ(w, v);
-        w = a, w.multiply(w, w); EXPECT_EQ(w, v);
-        v = a, v.reciprocal();
-        if (mpz_sgn(za.z) == 0) mpz_set_ui(zr, 0);
-        else mpz_invert(zr, za, p);
-        EXPECT_EQ(U256(v), toU(zr)) << "1 / " << hexOf(ua);
-        EXPECT_EQ(a.isZeroFlag(), mpz_sgn(za.z) == 0 ? 1u : 0u);
+        const _vnFe64 a64 = fe64::fromUnsigned(ua);
+        toZ(ua, za);
+        const bool belowN = mpz_cmp(za, n) < 0;  // and so za needs no reduction modulo p either
+        mpz_mod(za, za, p);
+        where = hexOf(ua);
+        mpz_set(zr, za), check(U256(a), "reduction", p);
+        _vnFieldElement v = a, w;
+        _vnFe64 r;
+        v.multiply2(), mpz_mul_2exp(zr, za, 1), check(U256(v), "2 *", p);
+        fe64::mulSmall(r, a64, 21), mpz_mul_ui(zr, za, 21), check(fe64::toUnsigned(r), "mulSmall", p);
+        fe64::negate(r, a64), mpz_neg(zr, za), check(fe64::toUnsigned(r), "negate", p);
+        v = a, v.square(), mpz_mul(zr, za, za), check(U256(v), "square", p);
+        fe64::sqr(r, a64), check(fe64::toUnsigned(r), "sqr", p);
+        w.square(a), check(U256(w), "square(a)", p);
+        w = a, w.square(w), check(U256(w), "square(w)", p);
+        w = a, w.multiply(w, w), check(U256(w), "multiply(w, w)", p);
+        if (mpz_invert(zr, za, p) == 0) mpz_set_ui(zr, 0);
+        v = a, v.reciprocal(), check(U256(v), "reciprocal", p);
+        fe64::invert(r, a64), check(fe64::toUnsigned(r), "invert", p);
+        EXPECT_EQ(a.isZeroFlag(), mpz_sgn(za.z) == 0 ? 1u : 0u) << where;
+        EXPECT_EQ(fe64::isZeroFlag(a64), mpz_sgn(za.z) == 0 ? 1u : 0u) << where;
         EXPECT_EQ(a.lowBit(), static_cast<std::uint32_t>(mpz_odd_p(za.z) != 0));
-        EXPECT_EQ(a < _vnCurvePt::m_s_order, mpz_cmp(za, Mpz(kN)) < 0);
-        EXPECT_EQ(a >= _vnCurvePt::m_s_order, mpz_cmp(za, Mpz(kN)) >= 0);
+        EXPECT_EQ(a < _vnCurvePt::m_s_order, mpz_cmp(za, n) < 0);
+        EXPECT_EQ(a >= _vnCurvePt::m_s_order, mpz_cmp(za, n) >= 0);
+        U256 o = ua;
+        if (belowN) {
+            if (mpz_invert(zr, za, n) == 0) mpz_set_ui(zr, 0);
+            vn::reciprocalModOrderMont(o), check(o, "1 / x mod n", n);
+            o = ua, vn::multiplyModOrder(o, o), mpz_mul(zr, za, za), check(o, "x^2 mod n", n);
+            o = ua, vn::multiplyModOrderMont(o, o), check(o, "x^2 mod n, Montgomery", n);
+        }
         for (const U256& ub : ops) {
             const _vnFieldElement b(ub);
-            toZ(ub, zb), mpz_mod(zb, zb, p);
-            SCOPED_TRACE(hexOf(ua) + " op " + hexOf(ub));
-            v = a, v.add(b), mpz_add(zr, za, zb), mpz_mod(zr, zr, p); EXPECT_EQ(U256(v), toU(zr)) << "+";
-            v = a, v.subtract(b), mpz_sub(zr, za, zb), mpz_mod(zr, zr, p); EXPECT_EQ(U256(v), toU(zr)) << "-";
-            v = a, v.multiply(b), mpz_mul(zr, za, zb), mpz_mod(zr, zr, p); EXPECT_EQ(U256(v), toU(zr)) << "*";
-            w.multiply(a, b); EXPECT_EQ(w, v);
-            w = a, w.multiply(w, b); EXPECT_EQ(w, v);
-            w = b, w.multiply(a, w); EXPECT_EQ(w, v);
+            const _vnFe64 b64 = fe64::fromUnsigned(ub);
+            toZ(ub, zb);
+            where = hexOf(ua) + " op " + hexOf(ub);
+            if (belowN) {
+                o = ua, vn::multiplyModOrder(o, ub), mpz_mul(zr, za, zb), check(o, "x * y mod n", n);
+                o = ua, vn::multiplyModOrderMont(o, ub), check(o, "x * y mod n, Montgomery", n);
+            }
+            mpz_mod(zb, zb, p);
+            v = a, v.add(b), mpz_add(zr, za, zb), check(U256(v), "+", p);
+            fe64::add(r, a64, b64), check(fe64::toUnsigned(r), "add", p);
+            v = a, v.subtract(b), mpz_sub(zr, za, zb), check(U256(v), "-", p);
+            fe64::sub(r, a64, b64), check(fe64::toUnsigned(r), "sub", p);
+            v = a, v.multiply(b), mpz_mul(zr, za, zb), check(U256(v), "*", p);
+            fe64::mul(r, a64, b64), check(fe64::toUnsigned(r), "mul", p);
+            w.multiply(a, b), check(U256(w), "multiply(a, b)", p);
+            w = a, w.multiply(w, b), check(U256(w), "multiply(w, b)", p);
+            w = b, w.multiply(a, w), check(U256(w), "multiply(a, w)", p);
             const int cmp = mpz_cmp(za, zb);
             EXPECT_TRUE((a < b) == (cmp < 0) && (a > b) == (cmp > 0) && (a <= b) == (cmp <= 0) &&
                         (a >= b) == (cmp >= 0) && (a == b) == (cmp == 0) && (a != b) == (cmp != 0) &&
-                        a.equalFlag(b) == (cmp == 0 ? 1u : 0u));
-            w = a, w.replace(b, 0); EXPECT_EQ(w, a);
-            w.replace(b, 1); EXPECT_EQ(w, b);
+                        a.equalFlag(b) == (cmp == 0 ? 1u : 0u) && fe64::equalFlag(a64, b64) == (cmp == 0 ? 1u : 0u))
+                << where;
+            w = a, w.replace(b, 0), mpz_set(zr, za), check(U256(w), "replace 0", p);
+            w.replace(b, 1), mpz_set(zr, zb), check(U256(w), "replace 1", p);
+            r = a64, fe64::select(r, b64, 0), mpz_set(zr, za), check(fe64::toUnsigned(r), "select 0", p);
+            fe64::select(r, b64, 1), mpz_set(zr, zb), check(fe64::toUnsigned(r), "select 1", p);
         }
     }
 }
@@ -208,93 +218,6 @@ TEST(FieldElement, SmallProductsOfLargeOperands) {
         neg.square();
         mpz_set_str(zb, m, 16), mpz_mul(zb, zb, zb);
         EXPECT_EQ(U256(neg), toU(zb)) << "(p - " << m << ")^2";
-    }
-}
-
-// The four-limb field takes any value below 2^256 (unreduced) and answers modulo p.
-TEST(Field4x64, EveryOperationMatchesGmp) {
-    Mpz p(kP), za, zb, zr;
-    const std::vector<U256> ops = operands(40);
-    for (const U256& ua : ops) {
-        const _vnFe64 a = fe64::fromUnsigned(ua);
-        toZ(ua, za), mpz_mod(za, za, p);
-        _vnFe64 r;
-        const auto check = [&](const char* what) {
-            mpz_mod(zr, zr, p);
-            EXPECT_EQ(hexOf(fe64::toUnsigned(r)), hexOf(toU(zr))) << what << " " << hexOf(ua);
-        };
-        fe64::sqr(r, a), mpz_mul(zr, za, za), check("sqr");
-        fe64::negate(r, a), mpz_neg(zr, za), check("negate");
-        fe64::mulSmall(r, a, 21), mpz_mul_ui(zr, za, 21), check("mulSmall");
-        fe64::invert(r, a), mpz_invert(zr, za, p) || (mpz_set_ui(zr, 0), 0), check("invert");
-        EXPECT_EQ(fe64::isZeroFlag(a), mpz_sgn(za.z) == 0 ? 1u : 0u) << hexOf(ua);
-        EXPECT_EQ(hexOf(U256(fe64::toField(a))), hexOf(toU(za)));
-        for (const U256& ub : ops) {
-            const _vnFe64 b = fe64::fromUnsigned(ub);
-            toZ(ub, zb), mpz_mod(zb, zb, p);
-            SCOPED_TRACE(hexOf(ub));
-            fe64::mul(r, a, b), mpz_mul(zr, za, zb), check("mul");
-            fe64::add(r, a, b), mpz_add(zr, za, zb), check("add");
-            fe64::sub(r, a, b), mpz_sub(zr, za, zb), check("sub");
-            EXPECT_EQ(fe64::equalFlag(a, b), mpz_cmp(za, zb) == 0 ? 1u : 0u);
-            r = a, fe64::select(r, b, 0), mpz_set(zr, za), check("select 0");
-            fe64::select(r, b, 1), mpz_set(zr, zb), check("select 1");
-        }
-    }
-}
-
-// Modulo the order: the bit-serial product, the Montgomery product and inverse, and the
-// signer's s = k^-1 (e + r d).
-TEST(OrderArithmetic, EveryOperationMatchesGmp) {
-    Mpz n(kN), zx, zy, zr, zt;
-    const std::vector<U256> ops = operands(40);
-    const U256 nu = U(kN);
-    for (const U256& xin : ops) {
-        toZ(xin, zx);
-        if (mpz_cmp(zx, n) >= 0) continue;  // x below n
-        U256 v = xin;
-        vn::reciprocalModOrderMont(v);
-        if (mpz_sgn(zx.z) == 0) mpz_set_ui(zr, 0);
-        else mpz_invert(zr, zx, n);
-        EXPECT_EQ(v, toU(zr)) << "1 / " << hexOf(xin);
-        v = xin, vn::multiplyModOrder(v, v), mpz_mul(zr, zx, zx), mpz_mod(zr, zr, n);
-        EXPECT_EQ(v, toU(zr)) << hexOf(xin) << "^2";
-        v = xin, vn::multiplyModOrderMont(v, v); EXPECT_EQ(v, toU(zr)) << hexOf(xin) << "^2 Montgomery";
-        for (const U256& y : ops) {
-            toZ(y, zy), mpz_mul(zr, zx, zy), mpz_mod(zr, zr, n);
-            v = xin, vn::multiplyModOrder(v, y); EXPECT_EQ(v, toU(zr)) << hexOf(xin) << " * " << hexOf(y);
-            v = xin, vn::multiplyModOrderMont(v, y); EXPECT_EQ(v, toU(zr)) << hexOf(xin) << " * " << hexOf(y) << " M";
-            if (mpz_sgn(zx.z) == 0 || !(y < nu)) continue;  // k = x in [1, n), r = y below n, d = e = x ^ y
-            U256 d = xin, s;
-            for (int i = 0; i < 8; ++i) d.words[i] ^= y.words[i] * 0x9E3779B9u;
-            vn::signatureS(xin, d, y, d, s);
-            toZ(d, zt), mpz_mul(zr, zy, zt), mpz_add(zr, zr, zt), mpz_invert(zt, zx, n), mpz_mul(zr, zr, zt);
-            mpz_mod(zr, zr, n);
-            EXPECT_EQ(s, toU(zr)) << "s for k " << hexOf(xin) << " r " << hexOf(y);
-        }
-    }
-}
-
-// Host integers to 256 bits and back: every width up to 256 bits, wider values refused with
-// the output left as it was.
-TEST(Uint256Conversions, RoundTripAndWidthLimit) {
-    Gen gen;
-    const U256 sentinel = U("5a5a5a5a");
-    for (int bits = 0; bits <= 300; ++bits) {
-        Mpz z;
-        toZ(gen.next(), z), mpz_fdiv_r_2exp(z, z, static_cast<mp_bitcnt_t>(std::min(bits, 256)));
-        if (bits > 256) mpz_setbit(z, static_cast<mp_bitcnt_t>(bits - 1));
-        char hex[100];
-        gmp_snprintf(hex, sizeof hex, "%Zx", z.z);
-        mp_int m, back;
-        ASSERT_TRUE(BigNum::mp_read_radix(m, hex, 16));
-        U256 u = sentinel;
-        EXPECT_EQ(mp_int_to_uint256(m, u), bits <= 256) << hex;
-        EXPECT_EQ(u, bits <= 256 ? toU(z) : sentinel) << hex;
-        if (bits > 256) continue;
-        uint256_to_mp_int(u, back);
-        EXPECT_EQ(BigNum::mp_cmp(back, m), 0) << hex;
-        EXPECT_EQ(BigNum::mp_unsigned_bin_size(back), mpz_sgn(z.z) == 0 ? 0 : static_cast<int>(mpz_sizeinbase(z, 256)));
     }
 }
 
@@ -342,15 +265,6 @@ _vnCurvePt scaled(_vnCurvePt p, const _vnFieldElement& l) {
     return p;
 }
 
-TEST(Secp256k1Points, ConstantsMatchOpenSsl) {
-    Oracle o;
-    EXPECT_EQ(hexOf(_vnFieldElement::m_Modulus) + hexOf(_vnCurvePt::m_s_order), std::string(kP) + kN);
-    EXPECT_EQ(hexOf(U256(_vnCurvePt::m_s_A)) + hexOf(U256(_vnCurvePt::m_s_B)), hexOf(U("0")) + hexOf(U("7")));
-    EXPECT_EQ(octets(_vnCurvePt::m_s_G), o.mul(U("1")));
-    EXPECT_TRUE(_vnCurvePt::m_s_G.z == _vnCurvePt::m_s_fiOne && U256(_vnCurvePt::m_s_fiOne) == s_ONE &&
-                U256(_vnCurvePt::m_s_fiZero) == s_ZERO && _vnCurvePt::m_s_Zero == _vnCurvePt() && _vnCurvePt().isZero());
-}
-
 // Every scalar product on edge scalars (0, small, around n and (n -+ 1)/2, 2^256 - 1, the top
 // bit, window patterns) and random ones: the word engine's multiplyPt (on G and on a point
 // held with Z != 1), the generator table constant-time and not, odd windows, u1 G + u2 Q.
@@ -363,7 +277,7 @@ TEST(Secp256k1Points, ProductsMatchOpenSsl) {
                             U("7FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFF5D576E7357A4501DDFE92F46681B20A1"), U(std::string(64, 'F')),
                             U("8" + std::string(63, '0')), U(std::string(63, 'F')), U("FFFFFFFF" + std::string(56, '0')),
                             U(std::string(32, '8')), U(std::string(64, '7')), U(std::string(64, '8')), U("F0F0F0F0F0F0F0F0F0F0F0F0F0F0F0F0F0F0F0F0F0F0F0F0F0F0F0F0F0F0F0F0")};
-    for (int i = 0; i < 30; ++i) ks.push_back(gen.next());
+    for (int i = 0; i < 12; ++i) ks.push_back(gen.next());
     const std::string qHex = o.mul(U("5EED0123456789ABCDEF"));
     const _vnCurvePt Q = fromOctets(qHex), Qs = scaled(Q, _vnFieldElement(U("77AB")));
     const _vnPt64 q64 = pt64::fromCurvePt(Qs), g64 = pt64::fromCurvePt(_vnCurvePt::m_s_G);
@@ -428,10 +342,6 @@ TEST(Secp256k1Points, GroupLawMatchesOpenSsl) {
             EXPECT_EQ(octets(s) + " " + octets(r), want + " " + want) << "doublePt, twice";
         }
     }
-    const _vnCurvePt P = word(pHex), zero;
-    _vnCurvePt s = P;
-    s.addPt(zero);
-    EXPECT_EQ(s, P) << "P + O keeps the representation";
     const _vnPt64 p = limbs(pHex);
     EXPECT_TRUE(pt64::equal_var(p, pt64::fromCurvePt(fromOctets(pHex))) && !pt64::equal_var(p, limbs(minusP)));
     Mpz pz(kP), e, beta, bx;  // beta^3 = 1: (beta x, y) is on the curve with the same y
@@ -440,7 +350,8 @@ TEST(Secp256k1Points, GroupLawMatchesOpenSsl) {
     toZ(U256(A.x), bx), mpz_mul(bx, bx, beta), mpz_mod(bx, bx, pz);
     const _vnCurvePt B(_vnFieldElement(toU(bx)), A.y);
     ASSERT_TRUE(B.isOnCurve());
-    s = A, s.addPt(B);
+    _vnCurvePt s = A;
+    s.addPt(B);
     EXPECT_EQ(octets(s), o.add(octets(A), octets(B))) << "same y";
 
     const _vnFieldElement z0, one(U("1")), five(U("5"));
@@ -449,17 +360,9 @@ TEST(Secp256k1Points, GroupLawMatchesOpenSsl) {
                                  {z0, one, one}})
         zeros += zp.isZero() ? '1' : '0';
     EXPECT_EQ(zeros, "110000");
-    for (_vnCurvePt d : {_vnCurvePt(), _vnCurvePt(five, z0)}) {
-        d.doublePt();
-        EXPECT_EQ(d, _vnCurvePt()) << "2O, 2(5, 0)";
-    }
     _vnCurvePt flat(z0, five, z0), flat2(five, five, z0);  // zero points normalize to (0 or 1, 1, 0)
     flat.normalizePt(), flat2.normalizePt();
     EXPECT_TRUE(flat == _vnCurvePt(z0, one, z0) && flat2 == _vnCurvePt(one, one, z0));
-    _vnCurvePt bad = _vnCurvePt::m_s_G;
-    bad.y.add(one);
-    EXPECT_FALSE(bad.isOnCurve() || _vnCurvePt().isOnCurve());
-    EXPECT_TRUE(P != scaled(P, five) && octets(P) == octets(scaled(P, five)));
 }
 
 // The verifier's x mod n = r test on x = r, x = r + n (below p only for r < p - n) and

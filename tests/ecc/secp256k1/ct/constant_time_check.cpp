@@ -12,28 +12,21 @@
 
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
-#include "ecc/secp256k1/CompletePoint.h"
-#include "ecc/secp256k1/CurvePt.h"
-#include "ecc/secp256k1/FieldElement.h"
 #include "ecc/secp256k1/GeneratorMultiplication.h"
 #include "ecc/secp256k1/OrderArithmetic.h"
 #include "ecc/secp256k1/OrderMontgomery.h"
 #include "ecc/secp256k1/PointMultiplication.h"
-#include "ecc/secp256k1/Unsigned256.h"
 
 namespace {
 
-using vn::_vnCurvePt;
-using vn::_vnFieldElement;
-using vn::_vnUnsigned256;
+using namespace vn;
 
-void undefine(void* p, std::size_t n) {
-    VALGRIND_MAKE_MEM_UNDEFINED(p, n);
-}
 template <typename... T>
 void makeSecret(T&... v) {
-    (undefine(&v, sizeof v), ...);
+    const std::pair<void*, std::size_t> blocks[] = {{&v, sizeof v}...};
+    for (const auto& b : blocks) VALGRIND_MAKE_MEM_UNDEFINED(b.first, b.second);
 }
 
 int failures = 0;
@@ -55,24 +48,23 @@ const char* const kScalars[] = {"C0FFEE0123456789ABCDEF0011223344556677889900AAB
 // scalar secret; the second round makes the base point secret too, as a peer's point is.
 void checkPoints() {
     for (const char* hex : kScalars) {
-        const _vnUnsigned256 k(hex);
+        _vnUnsigned256 sk(hex);
         _vnCurvePt expected = _vnCurvePt::m_s_G;
-        expected.multiplyPt(k), expected.normalizePt();
-        _vnUnsigned256 sk = k;
+        expected.multiplyPt(sk), expected.normalizePt();
         makeSecret(sk);
-        vn::_vnPt64 product;
-        vn::multiplyGenerator(sk, product);
-        expectSame(vn::pt64::toNormalizedCurvePt(product), expected, "multiplyGenerator");
+        _vnPt64 product;
+        multiplyGenerator(sk, product);
+        expectSame(pt64::toNormalizedCurvePt(product), expected, "multiplyGenerator");
         for (int secretBase = 0; secretBase < 2; ++secretBase) {
             _vnCurvePt p = _vnCurvePt::m_s_G;
-            vn::_vnPt64 base = vn::pt64::fromCurvePt(p);
-            if (secretBase != 0) makeSecret(p), makeSecret(base);
+            _vnPt64 base = pt64::fromCurvePt(p);
+            if (secretBase != 0) makeSecret(p, base);
             p.multiplyPt(sk), p.normalizePt();
             unsigned char compressed[33];
             p.toCompressedPoint(compressed);
             expectSame(p, expected, "multiplyPt / normalizePt");
-            vn::multiplyPointOddWindows(base, sk, product);
-            expectSame(vn::pt64::toNormalizedCurvePt(product), expected, "multiplyPointOddWindows");
+            multiplyPointOddWindows(base, sk, product);
+            expectSame(pt64::toNormalizedCurvePt(product), expected, "multiplyPointOddWindows");
         }
     }
 }
@@ -103,15 +95,16 @@ void checkIntegers() {
         y0("F0E1D2C3B4A5968778695A4B3C2D1E0FF0E1D2C3B4A5968778695A4B3C2D1E0F"),
         r0("1A2B3C4D5E6F708192A3B4C5D6E7F8091A2B3C4D5E6F708192A3B4C5D6E7F809");
 
+    // Secret copies of the operands; the e* twins run the same operations in the open.
+    _vnUnsigned256 s = x0, inv = x0, a = x0, b = y0, sx = x0, sy = y0, s2;
+    _vnUnsigned256 e = x0, ea = x0, eb = y0, ex = x0, expectedS;
+    makeSecret(s, inv, a, b, sx, sy);
+
     // The inverse modulo the order, bit-serial and Montgomery, as used for nonces.
-    _vnUnsigned256 e = x0, s = x0, inv = x0;
-    makeSecret(s, inv);
     e.reciprocal(n), s.reciprocal(n), expectSame(s, e, "reciprocal mod n");
-    vn::reciprocalModOrderMont(inv), expectSame(inv, e, "reciprocalModOrderMont");
+    reciprocalModOrderMont(inv), expectSame(inv, e, "reciprocalModOrderMont");
 
     // Masked primitives with secret operands and secret flags.
-    _vnUnsigned256 a = x0, b = y0, ea = x0, eb = y0;
-    makeSecret(a, b);
     const std::uint32_t flag = a.lessFlag(b), eflag = ea.lessFlag(eb);
     ea.add(eb, eflag), a.add(b, flag), expectSame(a, ea, "add");
     ea.subtract(eb, eflag), a.subtract(b, flag), expectSame(a, ea, "subtract");
@@ -119,17 +112,11 @@ void checkIntegers() {
     ea.swap(eb, eflag), a.swap(b, flag), expectSame(a, ea, "swap");
     expectSame(flag, eflag, "lessFlag");
 
-    // The order product with both operands secret, then with x and y the same object.
-    _vnUnsigned256 ex = x0, sx = x0, sy = y0;
-    makeSecret(sx, sy);
-    vn::multiplyModOrder(ex, y0), vn::multiplyModOrder(sx, sy), expectSame(sx, ex, "multiplyModOrder");
-    vn::multiplyModOrder(ex, ex), vn::multiplyModOrder(sx, sx), expectSame(sx, ex, "multiplyModOrder squaring");
-
-    // The signer's s, with nonce and key secret.
-    _vnUnsigned256 k = x0, d = y0, expectedS, s2;
-    vn::signatureS(x0, y0, r0, y0, expectedS);
-    makeSecret(k, d);
-    vn::signatureS(k, d, r0, y0, s2), expectSame(s2, expectedS, "signatureS");
+    // The signer's s with nonce and key secret; the order product with both operands secret,
+    // then with x and y the same object.
+    signatureS(x0, y0, r0, y0, expectedS), signatureS(sx, sy, r0, y0, s2), expectSame(s2, expectedS, "signatureS");
+    multiplyModOrder(ex, y0), multiplyModOrder(sx, sy), expectSame(sx, ex, "multiplyModOrder");
+    multiplyModOrder(ex, ex), multiplyModOrder(sx, sx), expectSame(sx, ex, "multiplyModOrder squaring");
 }
 
 }  // namespace
