@@ -14,7 +14,6 @@
 #include <openssl/obj_mac.h>
 #include <valgrind/valgrind.h>
 
-#include <cstdint>
 #include <cstdio>
 
 #include "ecc/EccKey.h"
@@ -32,7 +31,7 @@ int failures = 0;
 // Deterministic bytes (xorshift64*), different on every call: signing draws a fresh nonce
 // until r and s suit its encoding, so a constant answer would never end.
 struct DeterministicPrng : _vnPrng {
-    std::uint64_t s = 0x9E3779B97F4A7C15ULL;
+    unsigned long long s = 0x9E3779B97F4A7C15ULL;
     bool genRandomBytes(unsigned int n, DataBuffer& out, LogBase&) override {
         for (unsigned int i = 0; i < n; ++i) {
             s ^= s >> 12, s ^= s << 25, s ^= s >> 27;
@@ -49,38 +48,31 @@ void check(const char* name, int nid) {
     LogBase log;
     DeterministicPrng prng;
     EccKey a, b, derived;
-    if (!a.generateNewKey(StringBuffer(name), prng, log) || !b.generateNewKey(StringBuffer(name), prng, log)) {
+    if (!a.generateNewKey(StringBuffer(name), prng, log) || !b.generateNewKey(StringBuffer(name), prng, log))
         return fail("key generation");
-    }
     EC_GROUP* group = EC_GROUP_new_by_curve_name(nid);
     EC_POINT* point = EC_POINT_new(group);
     BIGNUM* k = nullptr;
     BN_hex2bn(&k, kKnownScalar);
     unsigned char expected[200];
-    std::size_t len = 0;
-    if (EC_POINT_mul(group, point, k, nullptr, nullptr, nullptr) == 1) {
-        len = EC_POINT_point2oct(group, point, POINT_CONVERSION_UNCOMPRESSED, expected, sizeof expected, nullptr);
-    }
+    const std::size_t len = EC_POINT_mul(group, point, k, nullptr, nullptr, nullptr) != 1 ? 0
+        : EC_POINT_point2oct(group, point, POINT_CONVERSION_UNCOMPRESSED, expected, sizeof expected, nullptr);
     BN_free(k), EC_POINT_free(point), EC_GROUP_free(group);
-    DataBuffer ours;
+    DataBuffer ours, ab, ba;
     if (!derived.generateNewKey2(StringBuffer(name), kKnownScalar, "hex", log) || !derived.exportEccPoint(ours, log) ||
         len == 0 || !ours.equals(expected, static_cast<unsigned>(len))) {
         fail("public key from the known scalar differs from OpenSSL's");
     }
-    unsigned char digest[32];
-    for (unsigned i = 0; i < 32; ++i) digest[i] = static_cast<unsigned char>(0x11 + 29 * i);
+    const unsigned char digest[32] = {0x11, 0x2E, 0x4B, 0x68, 0x85, 0xA2, 0xBF, 0xDC};  // the rest zero
     for (bool der : {true, false}) {
         DataBuffer sig;
         bool valid = false;
-        if (!a.eccSignHash(digest, 32, prng, der, sig, log)) {
-            fail(der ? "signing (DER)" : "signing (raw)");
-        } else if (!a.eccVerifyHash(sig.getData2(), sig.getSize(), !der, digest, 32, valid, log,
-                                    der ? 0 : static_cast<unsigned>(a.m_curve.fieldBytes)) ||
-                   !valid) {
-            fail(der ? "DER signature does not verify" : "raw signature does not verify");
+        const unsigned rawSize = der ? 0 : static_cast<unsigned>(a.m_curve.fieldBytes);
+        if (!a.eccSignHash(digest, 32, prng, der, sig, log) ||
+            !a.eccVerifyHash(sig.getData2(), sig.getSize(), !der, digest, 32, valid, log, rawSize) || !valid) {
+            fail(der ? "DER signing or verification" : "raw signing or verification");
         }
     }
-    DataBuffer ab, ba;
     if (!a.sharedSecret(b, ab, log) || !b.sharedSecret(a, ba, log) || ab.getSize() == 0 || !ab.equals(ba)) {
         fail("the two sides of ECDH disagree");
     }
