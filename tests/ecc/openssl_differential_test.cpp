@@ -26,8 +26,7 @@ using Bytes = std::vector<unsigned char>;
 
 constexpr unsigned long long kSeed = 0x17EC0DE;
 
-class SeededPrng : public _vnPrng {
-public:
+struct SeededPrng : _vnPrng {
     explicit SeededPrng(unsigned long long seed) : m_rng(seed) {}
     bool genRandomBytes(unsigned int n, DataBuffer& out, LogBase&) override {
         const Bytes b = bytes(n);
@@ -38,8 +37,6 @@ public:
         for (unsigned char& c : b) c = static_cast<unsigned char>(m_rng() >> 32);
         return b;
     }
-
-private:
     std::mt19937_64 m_rng;
 };
 
@@ -92,19 +89,19 @@ struct Curve {
         if (BN_is_zero(r.get())) BN_one(r.get());
         return r;
     }
-    // k*G, or k*P; x (and y) of the affine result, false at infinity.
-    bool mul(const BIGNUM* k, const EC_POINT* P, BnPtr& x, BnPtr* y = nullptr) const {
+    PointPtr timesG(const BIGNUM* k) const {
         PointPtr r(EC_POINT_new(group.get()), EC_POINT_free);
-        EC_POINT_mul(group.get(), r.get(), P ? nullptr : k, P, P ? k : nullptr, ctx.get());
-        if (EC_POINT_is_at_infinity(group.get(), r.get())) return false;
-        x = newBn();
-        return EC_POINT_get_affine_coordinates(group.get(), r.get(), x.get(), y ? (*y = newBn()).get() : nullptr,
-                                               ctx.get()) == 1;
+        EC_POINT_mul(group.get(), r.get(), k, nullptr, nullptr, ctx.get());
+        return r;
+    }
+    BnPtr xOf(const EC_POINT* P) const {
+        BnPtr x = newBn();
+        EC_POINT_get_affine_coordinates(group.get(), P, x.get(), nullptr, ctx.get());
+        return x;
     }
     void expectPublicIs(const EccKey& key, const BIGNUM* k) const {
-        BnPtr x(nullptr, BN_free), y(nullptr, BN_free);
-        ASSERT_TRUE(mul(mod(k).get(), nullptr, x, &y));
-        EXPECT_TRUE(!BN_cmp(bn(key.m_pubPoint.x).get(), x.get()) && !BN_cmp(bn(key.m_pubPoint.y).get(), y.get()) &&
+        EcKeyPtr ec = toOpenSslKey(key);
+        EXPECT_TRUE(ec && !EC_POINT_cmp(group.get(), EC_KEY_get0_public_key(ec.get()), timesG(k).get(), ctx.get()) &&
                     BigNum::mp_cmp_d(key.m_pubPoint.z, 1) == 0)
             << "k = " << hex(k);
     }
@@ -336,25 +333,21 @@ TEST(OpenSslDifferential, ScriptedNonceGivesTheComputedSignature) {
         SeededPrng prng(kSeed + 100 + static_cast<unsigned>(i));
         for (int row = 0; row < 3; ++row) {
             const Bytes digest = row == 0 ? prng.bytes(size_t(c.fb)) : Bytes(size_t(c.fb), 0xFF);
-            BnPtr e = c.mod(bn(digest).get()), d = c.random(prng), k(nullptr, BN_free), r(nullptr, BN_free),
-                  s = newBn();
-            for (bool found = false; !found;) {
+            BnPtr e = c.mod(bn(digest).get()), d = c.random(prng), k = newBn(), r = newBn(), s = newBn();
+            do {
                 k = c.random(prng);
-                ASSERT_TRUE(c.mul(k.get(), nullptr, r));
-                r = c.mod(r.get());
+                r = c.mod(c.xOf(c.timesG(k.get()).get()).get());
                 if (row == 2) {  // d = -1/r
                     BN_mod_inverse(d.get(), r.get(), c.n, c.ctx.get());
                     BN_sub(d.get(), c.n, d.get());
                 }
-                BnPtr kInv(BN_mod_inverse(nullptr, k.get(), c.n, c.ctx.get()), BN_free);
+                BnPtr kInv(BN_mod_inverse(nullptr, k.get(), c.n, c.ctx.get()), BN_free), other = newBn();
                 BN_mod_mul(s.get(), r.get(), d.get(), c.n, c.ctx.get());
                 BN_mod_add(s.get(), s.get(), e.get(), c.n, c.ctx.get());
                 BN_mod_mul(s.get(), s.get(), kInv.get(), c.n, c.ctx.get());
-                BnPtr other = newBn();
                 BN_sub(other.get(), c.n, s.get());
                 if (c.k1 && BN_cmp(other.get(), s.get()) < 0) s = std::move(other);
-                found = c.k1 || (BN_num_bits(r.get()) % 8 != 0 && BN_num_bits(s.get()) % 8 != 0);
-            }
+            } while (!c.k1 && (BN_num_bits(r.get()) % 8 == 0 || BN_num_bits(s.get()) % 8 == 0));
             EccKey key;
             LogBase log;
             ASSERT_TRUE(generated(key, c.name, d.get(), log));
@@ -478,10 +471,8 @@ TEST(OpenSslDifferential, VerificationCornerCasesGetOpenSslsVerdict) {
             PointPtr R(EC_POINT_new(c.group.get()), EC_POINT_free);
             EC_POINT_mul(c.group.get(), R.get(), tc.u1.get(), EC_KEY_get0_public_key(ec.get()), tc.u2.get(), c.ctx.get());
             const bool atInfinity = EC_POINT_is_at_infinity(c.group.get(), R.get()) == 1;
-            BnPtr r = newBn(), s = newBn(), e = newBn();
-            if (atInfinity) BN_pseudo_rand_range(r.get(), c.n);  // no R: any r is wrong
-            else EC_POINT_get_affine_coordinates(c.group.get(), R.get(), r.get(), nullptr, c.ctx.get());
-            r = c.mod(r.get());
+            // No R: any r is wrong.
+            BnPtr r = c.mod(atInfinity ? CaseMaker::below(c.n).get() : c.xOf(R.get()).get()), s = newBn(), e = newBn();
             if (BN_is_zero(r.get()) || !BN_mod_inverse(s.get(), tc.u2.get(), c.n, c.ctx.get())) continue;
             BN_mod_mul(s.get(), s.get(), r.get(), c.n, c.ctx.get());      // r/s = u2
             BN_mod_mul(e.get(), tc.u1.get(), s.get(), c.n, c.ctx.get());  // e/s = u1
