@@ -299,8 +299,7 @@ TEST(OpenSslDifferential, SignaturesBothWays) {
             // OpenSSL signs; we verify DER and raw (the forms ours were checked to equal, so this is
             // our own signatures' round trip too), and refuse a flipped digest or signature. High s
             // is valid too: low s is the signer's rule.
-            BnPtr e = c.mod(bn(digest.data(), cut).get());
-            const Bytes theirs = c.theirDigest(e.get());
+            const Bytes theirs = c.theirDigest(c.mod(bn(digest.data(), cut).get()).get());
             ECDSA_SIG* os = ECDSA_do_sign(theirs.data(), int(theirs.size()), ec.get());
             ASSERT_NE(os, nullptr);
             BnPtr r = dup(ECDSA_SIG_get0_r(os)), s = dup(ECDSA_SIG_get0_s(os));
