@@ -268,7 +268,8 @@ TEST(OpenSslDifferential, SignaturesBothWays) {
                     BN_bin2bn(p + fb, c.fb, s.get());
                 } else {  // after the 0xEE already there: string(mpint r) string(mpint s)
                     ASSERT_GT(got.size(), 9u);
-                    const std::size_t rl = std::size_t(got[1]) << 24 | std::size_t(got[2]) << 16 | std::size_t(got[3]) << 8 | got[4];
+                    const std::size_t rl =
+                        std::size_t(got[1]) << 24 | std::size_t(got[2]) << 16 | std::size_t(got[3]) << 8 | got[4];
                     ASSERT_LT(rl + 9, got.size());
                     BN_bin2bn(p + 5, int(rl), r.get());
                     BN_bin2bn(p + 9 + rl, int(got.size() - 9 - rl), s.get());
@@ -310,7 +311,8 @@ TEST(OpenSslDifferential, SignaturesBothWays) {
                 if (row == 4) d[0] ^= 0x01;
                 if (row == 5) v.back() ^= 0x01;
                 bool valid = false;
-                EXPECT_TRUE(key.eccVerifyHash(v.data(), unsigned(v.size()), row % 2, d.data(), len, valid, log, row % 2 ? fb : 0));
+                const bool raw = row % 2;
+                EXPECT_TRUE(key.eccVerifyHash(v.data(), unsigned(v.size()), raw, d.data(), len, valid, log, raw ? fb : 0));
                 EXPECT_EQ(valid, row < 4) << c.name << " row " << row;
             }
         }
@@ -457,7 +459,8 @@ TEST(OpenSslDifferential, VerificationCornerCasesGetOpenSslsVerdict) {
             ASSERT_TRUE(generated(key, c.name, tc.c.get(), log)) << log.render();
             EcKeyPtr ec = toOpenSslKey(key);
             PointPtr R(EC_POINT_new(c.group.get()), EC_POINT_free);
-            EC_POINT_mul(c.group.get(), R.get(), tc.u1.get(), EC_KEY_get0_public_key(ec.get()), tc.u2.get(), c.ctx.get());
+            const EC_POINT* Q = EC_KEY_get0_public_key(ec.get());
+            EC_POINT_mul(c.group.get(), R.get(), tc.u1.get(), Q, tc.u2.get(), c.ctx.get());
             const bool atInfinity = EC_POINT_is_at_infinity(c.group.get(), R.get()) == 1;
             // No R: any r is wrong.
             BnPtr r = c.mod(atInfinity ? CaseMaker::below(c.n).get() : c.xOf(R.get()).get()), s = newBn(), e = newBn();
