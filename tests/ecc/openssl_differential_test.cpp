@@ -26,8 +26,7 @@ using Bytes = std::vector<unsigned char>;
 
 constexpr unsigned long long kSeed = 0x17EC0DE;
 
-class SeededPrng : public _vnPrng {
-public:
+struct SeededPrng : _vnPrng {
     explicit SeededPrng(unsigned long long seed) : m_rng(seed) {}
     bool genRandomBytes(unsigned int n, DataBuffer& out, LogBase&) override {
         const Bytes b = bytes(n);
@@ -38,18 +37,11 @@ public:
         for (unsigned char& c : b) c = static_cast<unsigned char>(m_rng() >> 32);
         return b;
     }
-
-private:
     std::mt19937_64 m_rng;
 };
 
 BnPtr bn(const unsigned char* p, std::size_t n) { return BnPtr(BN_bin2bn(p, static_cast<int>(n), nullptr), BN_free); }
 BnPtr bn(const Bytes& b) { return bn(b.data(), b.size()); }
-BnPtr bn(const mp_int& v) {
-    BnPtr r = newBn();
-    toBn(v, r.get());
-    return r;
-}
 BnPtr word(BN_ULONG w) {
     BnPtr v = newBn();
     BN_set_word(v.get(), w);
@@ -66,10 +58,6 @@ std::string hex(const BIGNUM* v) {
     std::string s(h);
     OPENSSL_free(h);
     return s;
-}
-std::string snapshot(const EccKey& k) {
-    return std::to_string(k.m_keyType) + k.m_curve.name.getString() + "|" + hexOf(k.m_k) + "|" +
-           hexOf(k.m_pubPoint.x) + "|" + hexOf(k.m_pubPoint.y) + "|" + hexOf(k.m_pubPoint.z);
 }
 
 using SigPtr = std::unique_ptr<ECDSA_SIG, decltype(&ECDSA_SIG_free)>;
@@ -96,19 +84,19 @@ struct Curve {
         if (BN_is_zero(r.get())) BN_one(r.get());
         return r;
     }
-    // k*G, or k*P; x (and y) of the affine result, false at infinity.
-    bool mul(const BIGNUM* k, const EC_POINT* P, BnPtr& x, BnPtr* y = nullptr) const {
+    PointPtr timesG(const BIGNUM* k) const {
         PointPtr r(EC_POINT_new(group.get()), EC_POINT_free);
-        EC_POINT_mul(group.get(), r.get(), P ? nullptr : k, P, P ? k : nullptr, ctx.get());
-        if (EC_POINT_is_at_infinity(group.get(), r.get())) return false;
-        x = newBn();
-        return EC_POINT_get_affine_coordinates(group.get(), r.get(), x.get(), y ? (*y = newBn()).get() : nullptr,
-                                               ctx.get()) == 1;
+        EC_POINT_mul(group.get(), r.get(), k, nullptr, nullptr, ctx.get());
+        return r;
+    }
+    BnPtr xOf(const EC_POINT* P) const {
+        BnPtr x = newBn();
+        EC_POINT_get_affine_coordinates(group.get(), P, x.get(), nullptr, ctx.get());
+        return x;
     }
     void expectPublicIs(const EccKey& key, const BIGNUM* k) const {
-        BnPtr x(nullptr, BN_free), y(nullptr, BN_free);
-        ASSERT_TRUE(mul(mod(k).get(), nullptr, x, &y));
-        EXPECT_TRUE(!BN_cmp(bn(key.m_pubPoint.x).get(), x.get()) && !BN_cmp(bn(key.m_pubPoint.y).get(), y.get()) &&
+        EcKeyPtr ec = toOpenSslKey(key);
+        EXPECT_TRUE(ec && !EC_POINT_cmp(group.get(), EC_KEY_get0_public_key(ec.get()), timesG(k).get(), ctx.get()) &&
                     BigNum::mp_cmp_d(key.m_pubPoint.z, 1) == 0)
             << "k = " << hex(k);
     }
@@ -151,13 +139,15 @@ bool generated(EccKey& key, const char* curve, const BIGNUM* k, LogBase& log) {
     return key.generateNewKey2(StringBuffer(curve), (h.size() % 2 ? "0" + h : h).c_str(), "hex", log);
 }
 
-// Scalars at the ends of [1, n), at 5- and 6-bit window borders, runs of ones, and random.
+// Scalars at the ends of [1, n) and just above n, at 5- and 6-bit window borders, runs of
+// ones, and random.
 std::vector<BnPtr> edgeScalars(const Curve& c, SeededPrng& prng) {
     std::vector<BnPtr> out;
     for (BN_ULONG w : {1ul, 2ul, 3ul, 63ul, 64ul, 65ul}) out.push_back(word(w));
-    for (BN_ULONG d : {1ul, 2ul, 3ul}) {
+    for (int d : {-1, -2, -3, 1, 3}) {
         out.push_back(dup(c.n));
-        BN_sub_word(out.back().get(), d);
+        d < 0 ? BN_sub_word(out.back().get(), static_cast<BN_ULONG>(-d))
+              : BN_add_word(out.back().get(), static_cast<BN_ULONG>(d));
     }
     for (int b : {c.nBits - 1, c.nBits - 2, 6 * ((c.nBits - 1) / 6), 5 * ((c.nBits - 1) / 5), 60, 61}) {
         BnPtr p = newBn();
@@ -181,34 +171,23 @@ TEST(OpenSslDifferential, PublicPointsAndSharedSecrets) {
         LogBase log;
         ASSERT_TRUE(peer.generateNewKey(StringBuffer(c.name), prng, log)) << log.render();
         EcKeyPtr peerEc = toOpenSslKey(peer);
-        const EC_POINT* peerPoint = EC_KEY_get0_public_key(peerEc.get());
 
+        // Above n the generic engine reduces k and writes it back; secp256k1 keeps it as given.
         for (const BnPtr& k : edgeScalars(c, prng)) {
             EccKey key;
             ASSERT_TRUE(generated(key, c.name, k.get(), log)) << hex(k.get()) << log.render();
-            EXPECT_EQ(key.m_keyType, 1);
+            EXPECT_EQ(hexOf(key.m_k), hex(c.k1 ? k.get() : c.mod(k.get()).get()));
             c.expectPublicIs(key, k.get());
-            EXPECT_TRUE(key.isPoint(log));
+            // Both ways: the edge scalar on a random point, and a random scalar on the edge point.
             DataBuffer ours, theirs;
-            ASSERT_TRUE(key.sharedSecret(peer, ours, log)) << log.render();
-            ASSERT_TRUE(peer.sharedSecret(key, theirs, log));
-            EXPECT_TRUE(ours.equals(theirs)) << hex(k.get());
+            ASSERT_TRUE(key.sharedSecret(peer, ours, log) && peer.sharedSecret(key, theirs, log)) << log.render();
             Bytes expected(static_cast<std::size_t>(c.fb));
-            EcKeyPtr ec = toOpenSslKey(key);
-            ASSERT_EQ(ECDH_compute_key(expected.data(), expected.size(), peerPoint, ec.get(), nullptr), c.fb);
-            EXPECT_TRUE(ours.equals(expected.data(), unsigned(c.fb))) << hex(k.get());
+            ASSERT_EQ(ECDH_compute_key(expected.data(), expected.size(), EC_KEY_get0_public_key(peerEc.get()),
+                                       toOpenSslKey(key).get(), nullptr), c.fb);
+            EXPECT_TRUE(ours.equals(expected.data(), unsigned(c.fb)) && theirs.equals(ours)) << hex(k.get());
         }
 
-        // Above n the generic engine reduces k and writes it back; secp256k1 keeps it as given.
         // 0 and n have no public point.
-        for (BN_ULONG above : {1ul, 3ul}) {
-            BnPtr k = dup(c.n);
-            BN_add_word(k.get(), above);
-            EccKey key;
-            ASSERT_TRUE(generated(key, c.name, k.get(), log));
-            EXPECT_EQ(BN_cmp(bn(key.m_k).get(), c.k1 ? k.get() : word(above).get()), 0);
-            c.expectPublicIs(key, k.get());
-        }
         const BnPtr zero = word(0);
         for (const BIGNUM* k : {static_cast<const BIGNUM*>(zero.get()), c.n}) {
             EccKey key;
@@ -227,13 +206,22 @@ TEST(OpenSslDifferential, PublicPointsAndSharedSecrets) {
             EccKey key;
             ASSERT_TRUE(key.generateNewKey(StringBuffer(c.name), scripted, log)) << log.render();
             BnPtr k = bn(drawn);
-            EXPECT_EQ(BN_cmp(bn(key.m_k).get(), c.k1 ? k.get() : c.mod(k.get()).get()), 0);
+            EXPECT_EQ(hexOf(key.m_k), hex(c.k1 ? k.get() : c.mod(k.get()).get()));
             c.expectPublicIs(key, k.get());
         }
     }
 }
 
 enum Form { kDer, kRaw, kSsh };
+
+// The bytes each form must be for (r, s): SSH's string(mpint r) string(mpint s) is OpenSSL's MPI
+// form, after the byte that was in the buffer already.
+Bytes encoded(Form form, const BIGNUM* r, const BIGNUM* s, int fb) {
+    if (form != kSsh) return form == kDer ? i2d(r, s) : rawOf(r, s, fb);
+    Bytes out(static_cast<std::size_t>(1 + BN_bn2mpi(r, nullptr) + BN_bn2mpi(s, nullptr)), 0xEE);
+    BN_bn2mpi(s, out.data() + 1 + BN_bn2mpi(r, out.data() + 1));
+    return out;
+}
 
 TEST(OpenSslDifferential, SignaturesBothWays) {
     for (int i = 0; i < kNamedCurveCount; ++i) {
@@ -242,14 +230,13 @@ TEST(OpenSslDifferential, SignaturesBothWays) {
         EccKey key;
         LogBase log;
         ASSERT_TRUE(key.generateNewKey(StringBuffer(c.name), prng, log));
-        const std::string before = snapshot(key);
         EcKeyPtr ec = toOpenSslKey(key);
         BnPtr halfN = dup(c.n);
         BN_rshift1(halfN.get(), halfN.get());
         const unsigned fb = static_cast<unsigned>(c.fb);
         const bool sizeRule = fb == 24 || fb == 32 || fb == 48 || fb == 64 || fb == 66;
 
-        for (unsigned len : {20u, 32u, fb, 64u, 80u}) {
+        for (unsigned len : {20u, 32u, fb, 80u}) {
             Bytes digest = prng.bytes(len);
             // The signer reads at most fieldBytes of the digest below 64-byte fields; SSH reads all.
             const unsigned cut = fb < 64 && len > fb ? fb : len;
@@ -266,52 +253,37 @@ TEST(OpenSslDifferential, SignaturesBothWays) {
                     continue;
                 }
                 ASSERT_TRUE(ok) << signLog.render();
-                BnPtr r(nullptr, BN_free), s(nullptr, BN_free);
                 const unsigned char* p = sig.getData2();
-                if (form == kRaw) {
-                    ASSERT_EQ(sig.getSize(), 2 * fb);
-                    r = bn(p, fb);
-                    s = bn(p + fb, fb);
-                } else if (form == kDer) {
-                    ECDSA_SIG* parsed = d2i_ECDSA_SIG(nullptr, &p, long(sig.getSize()));
+                const Bytes got(p, p + sig.getSize());
+                BnPtr r = newBn(), s = newBn();
+                if (form == kDer) {
+                    ECDSA_SIG* parsed = d2i_ECDSA_SIG(nullptr, &p, long(got.size()));
                     ASSERT_NE(parsed, nullptr);
-                    r = dup(ECDSA_SIG_get0_r(parsed));
-                    s = dup(ECDSA_SIG_get0_s(parsed));
+                    BN_copy(r.get(), ECDSA_SIG_get0_r(parsed));
+                    BN_copy(s.get(), ECDSA_SIG_get0_s(parsed));
                     ECDSA_SIG_free(parsed);
-                    EXPECT_EQ(Bytes(sig.getData2(), sig.getData2() + sig.getSize()), i2d(r.get(), s.get()));
-                } else {  // appended after what was there: string(mpint r) string(mpint s)
-                    ASSERT_TRUE(sig.getSize() > 9 && p[0] == 0xEE);
-                    const Bytes body(p + 1, p + sig.getSize());
-                    const std::size_t rl = std::size_t(body[0]) << 24 | std::size_t(body[1]) << 16 | std::size_t(body[2]) << 8 | std::size_t(body[3]);
-                    ASSERT_LT(rl + 8, body.size());
-                    r = bn(body.data() + 4, rl);
-                    s = bn(body.data() + 8 + rl, body.size() - 8 - rl);
-                    Bytes expect(static_cast<std::size_t>(BN_bn2mpi(r.get(), nullptr) + BN_bn2mpi(s.get(), nullptr)));
-                    BN_bn2mpi(s.get(), expect.data() + BN_bn2mpi(r.get(), expect.data()));
-                    EXPECT_EQ(body, expect);
+                } else if (form == kRaw) {
+                    ASSERT_EQ(got.size(), 2 * fb);
+                    BN_bin2bn(p, c.fb, r.get());
+                    BN_bin2bn(p + fb, c.fb, s.get());
+                } else {  // after the 0xEE already there: string(mpint r) string(mpint s)
+                    ASSERT_GT(got.size(), 9u);
+                    const std::size_t rl =
+                        std::size_t(got[1]) << 24 | std::size_t(got[2]) << 16 | std::size_t(got[3]) << 8 | got[4];
+                    ASSERT_LT(rl + 9, got.size());
+                    BN_bin2bn(p + 5, int(rl), r.get());
+                    BN_bin2bn(p + 9 + rl, int(got.size() - 9 - rl), s.get());
                 }
-                ASSERT_TRUE(!BN_is_zero(r.get()) && !BN_is_zero(s.get()) && BN_cmp(r.get(), c.n) < 0 &&
-                            BN_cmp(s.get(), c.n) < 0);
+                EXPECT_EQ(got, encoded(form, r.get(), s.get(), c.fb));
                 EXPECT_TRUE(!c.k1 || form == kSsh || BN_cmp(s.get(), halfN.get()) <= 0) << "high s";
                 // Never a leading 00 in the DER integers.
                 EXPECT_TRUE(c.k1 || form == kSsh || (BN_num_bits(r.get()) % 8 && BN_num_bits(s.get()) % 8));
                 BnPtr e = c.mod(bn(digest.data(), form == kSsh ? len : cut).get());
                 EXPECT_TRUE(c.theyVerify(c.theirDigest(e.get()), r.get(), s.get(), ec.get()));
-
-                // Verified here as raw r||s over the digest that stands for e, and in its own form.
-                const Bytes raw = rawOf(r.get(), s.get(), c.fb), eDigest = padded(e.get(), c.fb);
-                bool valid = false;
-                for (int flip = 0; flip < 3; ++flip) {
-                    Bytes v = raw, d = eDigest;
-                    if (flip == 1) d[0] ^= 0x01;
-                    if (flip == 2) v[v.size() - 1] ^= 0x01;
-                    EXPECT_TRUE(key.eccVerifyHash(v.data(), unsigned(v.size()), true, d.data(), fb, valid, log, fb));
-                    EXPECT_EQ(valid, flip == 0) << "flip " << flip;
-                }
                 if (form == kRaw) {  // without a split: only the known sizes are read
+                    bool valid = false;
                     LogBase bySize;
-                    EXPECT_EQ(key.eccVerifyHash(sig.getData2(), sig.getSize(), false, digest.data(), len, valid,
-                                                bySize, 0), sizeRule);
+                    EXPECT_EQ(key.eccVerifyHash(p, sig.getSize(), false, digest.data(), len, valid, bySize, 0), sizeRule);
                     EXPECT_EQ(valid, sizeRule);
                     EXPECT_TRUE(sizeRule || bySize.errors().front() == "Unexpected size for R,S signature.");
                     DataBuffer wrapped, rewrapped;
@@ -326,24 +298,24 @@ TEST(OpenSslDifferential, SignaturesBothWays) {
             if (c.k1 && len < 32) continue;
 
             // OpenSSL signs; we verify DER and raw (the forms ours were checked to equal, so this is
-            // our own signatures' round trip too). High s is valid too: low s is the signer's rule.
-            BnPtr e = c.mod(bn(digest.data(), cut).get());
-            const Bytes theirs = c.theirDigest(e.get());
+            // our own signatures' round trip too), and refuse a flipped digest or signature. High s
+            // is valid too: low s is the signer's rule.
+            const Bytes theirs = c.theirDigest(c.mod(bn(digest.data(), cut).get()).get());
             ECDSA_SIG* os = ECDSA_do_sign(theirs.data(), int(theirs.size()), ec.get());
             ASSERT_NE(os, nullptr);
             BnPtr r = dup(ECDSA_SIG_get0_r(os)), s = dup(ECDSA_SIG_get0_s(os));
             ECDSA_SIG_free(os);
-            for (int high = 0; high < 2; ++high) {
-                if (high) BN_sub(s.get(), c.n, s.get());
-                const Bytes der = i2d(r.get(), s.get()), raw = rawOf(r.get(), s.get(), c.fb);
+            for (int row = 0; row < 6; ++row) {  // DER, raw; both with high s; a flipped digest, a flipped raw r||s
+                if (row == 2) BN_sub(s.get(), c.n, s.get());
+                Bytes v = row % 2 ? rawOf(r.get(), s.get(), c.fb) : i2d(r.get(), s.get()), d = digest;
+                if (row == 4) d[0] ^= 0x01;
+                if (row == 5) v.back() ^= 0x01;
                 bool valid = false;
-                EXPECT_TRUE(key.eccVerifyHash(der.data(), unsigned(der.size()), false, digest.data(), len, valid, log, 0));
-                EXPECT_TRUE(valid) << c.name << " OpenSSL's DER, high " << high;
-                EXPECT_TRUE(key.eccVerifyHash(raw.data(), unsigned(raw.size()), true, digest.data(), len, valid, log, fb));
-                EXPECT_TRUE(valid) << c.name << " OpenSSL's raw, high " << high;
+                const bool raw = row % 2;
+                EXPECT_TRUE(key.eccVerifyHash(v.data(), unsigned(v.size()), raw, d.data(), len, valid, log, raw ? fb : 0));
+                EXPECT_EQ(valid, row < 4) << c.name << " row " << row;
             }
         }
-        EXPECT_EQ(snapshot(key), before) << c.name;
     }
 }
 
@@ -357,25 +329,21 @@ TEST(OpenSslDifferential, ScriptedNonceGivesTheComputedSignature) {
         SeededPrng prng(kSeed + 100 + static_cast<unsigned>(i));
         for (int row = 0; row < 3; ++row) {
             const Bytes digest = row == 0 ? prng.bytes(size_t(c.fb)) : Bytes(size_t(c.fb), 0xFF);
-            BnPtr e = c.mod(bn(digest).get()), d = c.random(prng), k(nullptr, BN_free), r(nullptr, BN_free),
-                  s = newBn();
-            for (bool found = false; !found;) {
+            BnPtr e = c.mod(bn(digest).get()), d = c.random(prng), k = newBn(), r = newBn(), s = newBn();
+            do {
                 k = c.random(prng);
-                ASSERT_TRUE(c.mul(k.get(), nullptr, r));
-                r = c.mod(r.get());
+                r = c.mod(c.xOf(c.timesG(k.get()).get()).get());
                 if (row == 2) {  // d = -1/r
                     BN_mod_inverse(d.get(), r.get(), c.n, c.ctx.get());
                     BN_sub(d.get(), c.n, d.get());
                 }
-                BnPtr kInv(BN_mod_inverse(nullptr, k.get(), c.n, c.ctx.get()), BN_free);
+                BnPtr kInv(BN_mod_inverse(nullptr, k.get(), c.n, c.ctx.get()), BN_free), other = newBn();
                 BN_mod_mul(s.get(), r.get(), d.get(), c.n, c.ctx.get());
                 BN_mod_add(s.get(), s.get(), e.get(), c.n, c.ctx.get());
                 BN_mod_mul(s.get(), s.get(), kInv.get(), c.n, c.ctx.get());
-                BnPtr other = newBn();
                 BN_sub(other.get(), c.n, s.get());
                 if (c.k1 && BN_cmp(other.get(), s.get()) < 0) s = std::move(other);
-                found = c.k1 || (BN_num_bits(r.get()) % 8 != 0 && BN_num_bits(s.get()) % 8 != 0);
-            }
+            } while (!c.k1 && (BN_num_bits(r.get()) % 8 == 0 || BN_num_bits(s.get()) % 8 == 0));
             EccKey key;
             LogBase log;
             ASSERT_TRUE(generated(key, c.name, d.get(), log));
@@ -394,8 +362,9 @@ TEST(OpenSslDifferential, ScriptedNonceGivesTheComputedSignature) {
 
 // Verification sums u1*G + u2*Q at the corners of an addition chain: a running sum equal to a
 // table entry (under another Z) or its negative, keys that are small multiples of G,
-// u1*G = +-u2*Q, long runs of equal bits. Each case picks u1, u2 and the key c; r, s and the
-// digest then follow so that verification recomputes exactly that u1 and u2.
+// u1*G = +-u2*Q (runs of equal bits and edge scalars are the engine tests' own). Each case picks
+// u1, u2 and the key c; r, s and the digest then follow so that verification recomputes exactly
+// that u1 and u2.
 struct Case {
     std::string label;
     BnPtr c, u1, u2;
@@ -410,11 +379,6 @@ struct CaseMaker {
     static BnPtr below(const BIGNUM* limit) {  // in [0, limit)
         BnPtr r = newBn();
         if (!BN_is_zero(limit)) BN_pseudo_rand_range(r.get(), limit);
-        return r;
-    }
-    BnPtr scalar() const {
-        BnPtr r = below(n);
-        if (BN_is_zero(r.get())) BN_one(r.get());
         return r;
     }
     BnPtr op(const BIGNUM* a, const BIGNUM* b, char how) const {
@@ -463,30 +427,17 @@ struct CaseMaker {
                  1 + 2 * unsigned(std::rand() % (1 << (w - 1))), k % 2 ? -1 : 1);
         }
         BnPtr minusOne = op(word(0).get(), word(1).get(), '-');
-        add("Q=G", word(1), scalar(), scalar());
-        add("Q=-G", minusOne, scalar(), scalar());
-        add("Q=2G", word(2), scalar(), scalar());
+        add("Q=G", word(1), below(n), below(n));
+        add("Q=-G", minusOne, below(n), below(n));
+        add("Q=2G", word(2), below(n), below(n));
         // The top digits given, on the 2-bit window grid: 4G met at the second window, or equal digits.
         add("Q=G, 4G met", word(1), withLow(word(5).get(), top), withLow(word(3).get(), top));
         add("Q=2G, 4G met", word(2), withLow(word(4).get(), top), withLow(word(2).get(), top));
         add("Q=-G, equal top digits", minusOne, withLow(word(7).get(), top), withLow(word(7).get(), top));
-        for (int k = 0; k < 2; ++k) {
-            BnPtr c = scalar(), u2 = scalar(), cu2 = op(c.get(), u2.get(), '*');
-            BnPtr neg = op(word(0).get(), cu2.get(), '-'), small = word(1 + static_cast<BN_ULONG>(std::rand() % 16));
-            add("u1*G == u2*Q", c, cu2, u2);
-            add("u1*G == -u2*Q", c, neg, u2);
-            add("u1 = c*u2 + small", c, op(cu2.get(), small.get(), '+'), u2);
-            add("u1 = -c*u2 + small", c, op(neg.get(), small.get(), '+'), u2);
-        }
-        const int k = bits / 2 + std::rand() % (bits / 2 - 1);  // long runs of equal bits
-        BnPtr ones = shifted(word(1).get(), k);
-        BN_sub_word(ones.get(), 1);
-        add("u2 = 2^k - 1", scalar(), scalar(), ones);
-        add("u1 = 2^k - 1", scalar(), ones, scalar());
-        add("u2 = (2^k - 1) * 2^j", scalar(), scalar(), shifted(ones.get(), bits - 1 - k));
-        add("u1 = u2 = 1", scalar(), word(1), word(1));
-        add("u1 = u2 = n - 1", scalar(), minusOne, minusOne);
-        add("random", scalar(), scalar(), scalar());
+        BnPtr c = below(n), u2 = below(n), cu2 = op(c.get(), u2.get(), '*');
+        add("u1*G == u2*Q", c, cu2, u2);
+        add("u1*G == -u2*Q", c, op(word(0).get(), cu2.get(), '-'), u2);
+        add("random", below(n), below(n), below(n));
         return std::move(cases);
     }
 
@@ -503,26 +454,21 @@ TEST(OpenSslDifferential, VerificationCornerCasesGetOpenSslsVerdict) {
         int checked = 0;
         for (const Case& tc : CaseMaker{c.n, c.ctx.get(), c.nBits, {}}.make()) {
             SCOPED_TRACE(std::string(c.name) + ": " + tc.label);
-            PointPtr Q(EC_POINT_new(c.group.get()), EC_POINT_free);
-            ASSERT_EQ(EC_POINT_mul(c.group.get(), Q.get(), tc.c.get(), nullptr, nullptr, c.ctx.get()), 1);
-            PointPtr R(EC_POINT_new(c.group.get()), EC_POINT_free);
-            EC_POINT_mul(c.group.get(), R.get(), tc.u1.get(), Q.get(), tc.u2.get(), c.ctx.get());
-            const bool atInfinity = EC_POINT_is_at_infinity(c.group.get(), R.get()) == 1;
-            BnPtr r = newBn(), s = newBn(), e = newBn();
-            if (atInfinity) BN_pseudo_rand_range(r.get(), c.n);  // no R: any r is wrong
-            else EC_POINT_get_affine_coordinates(c.group.get(), R.get(), r.get(), nullptr, c.ctx.get());
-            r = c.mod(r.get());
-            if (BN_is_zero(r.get()) || !BN_mod_inverse(s.get(), tc.u2.get(), c.n, c.ctx.get())) continue;
-            BN_mod_mul(s.get(), s.get(), r.get(), c.n, c.ctx.get());      // r/s = u2
-            BN_mod_mul(e.get(), tc.u1.get(), s.get(), c.n, c.ctx.get());  // e/s = u1
-            EcKeyPtr ec(EC_KEY_new_by_curve_name(nidOf(c.name)), EC_KEY_free);
-            EC_KEY_set_public_key(ec.get(), Q.get());
-            const bool theirs = c.theyVerify(c.theirDigest(e.get()), r.get(), s.get(), ec.get());
-            EXPECT_EQ(theirs, !atInfinity) << "the case is not what it claims";
-
             EccKey key;
             LogBase log;
             ASSERT_TRUE(generated(key, c.name, tc.c.get(), log)) << log.render();
+            EcKeyPtr ec = toOpenSslKey(key);
+            PointPtr R(EC_POINT_new(c.group.get()), EC_POINT_free);
+            const EC_POINT* Q = EC_KEY_get0_public_key(ec.get());
+            EC_POINT_mul(c.group.get(), R.get(), tc.u1.get(), Q, tc.u2.get(), c.ctx.get());
+            const bool atInfinity = EC_POINT_is_at_infinity(c.group.get(), R.get()) == 1;
+            // No R: any r is wrong.
+            BnPtr r = c.mod(atInfinity ? CaseMaker::below(c.n).get() : c.xOf(R.get()).get()), s = newBn(), e = newBn();
+            if (BN_is_zero(r.get()) || !BN_mod_inverse(s.get(), tc.u2.get(), c.n, c.ctx.get())) continue;
+            BN_mod_mul(s.get(), s.get(), r.get(), c.n, c.ctx.get());      // r/s = u2
+            BN_mod_mul(e.get(), tc.u1.get(), s.get(), c.n, c.ctx.get());  // e/s = u1
+            const bool theirs = c.theyVerify(c.theirDigest(e.get()), r.get(), s.get(), ec.get());
+            EXPECT_EQ(theirs, !atInfinity) << "the case is not what it claims";
             const Bytes der = i2d(r.get(), s.get()), digest = padded(e.get(), c.fb);
             bool valid = false;
             const bool ran = key.eccVerifyHash(der.data(), unsigned(der.size()), false, digest.data(), unsigned(c.fb),
@@ -530,7 +476,7 @@ TEST(OpenSslDifferential, VerificationCornerCasesGetOpenSslsVerdict) {
             EXPECT_EQ(ran && valid, theirs) << "ran=" << ran << "\n" << log.render();
             ++checked;
         }
-        EXPECT_GE(checked, 25) << c.name;
+        EXPECT_GE(checked, 20) << c.name;
     }
 }
 
