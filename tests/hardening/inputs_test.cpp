@@ -280,13 +280,19 @@ struct Run {
     std::string out;
 };
 
+enum KeyRule { kNoKey, kNothingPrivate, kNotTypedPrivate };
+using Loader = std::pair<KeyRule, std::function<bool(Run&)>>;
+
 // Loaded: curve, type, and whether the point is on the curve. Refused: what is left of the key.
-bool keyResult(bool ok, Run& r) {
-    LogNull quiet;
-    r.out = std::string(r.key.m_curve.name.getString()) +
-            (!ok ? " k=" + hexOf(r.key.m_k)
-                 : (r.key.m_keyType == 1 ? " private" : " public") + std::string(r.key.isPoint(quiet) ? "" : " off-curve"));
-    return ok;
+Loader keyLoader(std::function<bool(Run&)> load, KeyRule rule = kNothingPrivate) {
+    return {rule, [load](Run& r) {
+                const bool ok = load(r);
+                LogNull quiet;
+                r.out = std::string(r.key.m_curve.name.getString()) +
+                        (!ok ? " k=" + hexOf(r.key.m_k)
+                             : (r.key.m_keyType == 1 ? " private" : " public") + std::string(r.key.isPoint(quiet) ? "" : " off-curve"));
+                return ok;
+            }};
 }
 
 bool verify(EccKey& key, const Bytes& sig, bool useRLen, unsigned rLen, unsigned hashLen, Run& r) {
@@ -298,14 +304,22 @@ bool verify(EccKey& key, const Bytes& sig, bool useRLen, unsigned rLen, unsigned
     return ok;
 }
 
-// A refusal leaves the offset where it was.
-template <typename Parse>
-bool ssh(Run& r, Parse parse) {
-    unsigned offset = r.argNumber();
-    const bool ok = parse(offset);
-    if (!ok) { EXPECT_EQ(offset, r.argNumber()) << "offset moved"; }
-    r.out += " @" + std::to_string(offset);
-    return ok;
+std::string shown(unsigned v) { return std::to_string(v); }
+std::string shown(const StringBuffer& s) { return s.getString(); }
+template <typename T>
+std::string shown(const T& v) { return hexOf(v); }
+
+// A refusal leaves the offset where it was; the value is the one the parser started with.
+template <typename T, typename Parse>
+Loader sshLoader(Parse parse) {
+    return {kNoKey, [parse](Run& r) {
+                T v{};
+                unsigned offset = r.argNumber();
+                const bool ok = parse(r, offset, v);
+                if (!ok) { EXPECT_EQ(offset, r.argNumber()) << "offset moved"; }
+                r.out = (ok ? shown(v) : "") + " @" + std::to_string(offset);
+                return ok;
+            }};
 }
 
 // The decoded tree written out again, and how many input bytes it left unread.
@@ -318,23 +332,13 @@ bool reencoded(Tree* tree, unsigned consumed, Run& r, Encode encode) {
     return tree != nullptr;
 }
 
-bool curveResult(bool ok, const EccCurve& c, Run& r) {
-    r.out = std::string(c.name.getString()) + " " + std::to_string(c.fieldBytes);
-    return ok;
-}
-
-// A built node encoded, read back, and checked; the output is its DER.
-template <typename Check>
-bool built(_vnAsn1* node, Run& r, Check check) {
-    RefCountedObjectOwner owner(node);
-    DataBuffer der;
-    unsigned consumed = 0;
-    if (node == nullptr || !node->EncodeToDer(der, false, r.log)) return false;
-    _vnAsn1* back = _vnAsn1::DecodeToAsn(der.getData2(), der.getSize(), consumed, r.log);
-    RefCountedObjectOwner backOwner(back);
-    EXPECT_TRUE(back && check(*back));
-    r.out = hexOf(der);
-    return true;
+Loader curveLoader(bool (*load)(EccCurve&, Run&)) {
+    return {kNoKey, [load](Run& r) {
+                EccCurve c;
+                const bool ok = load(c, r);
+                r.out = std::string(c.name.getString()) + " " + std::to_string(c.fieldBytes);
+                return ok;
+            }};
 }
 
 DataBuffer& fill(DataBuffer&& db, const Bytes& b) {
@@ -342,38 +346,36 @@ DataBuffer& fill(DataBuffer&& db, const Bytes& b) {
     return db;
 }
 
-enum KeyRule { kNoKey, kNothingPrivate, kNotTypedPrivate };
-using Loader = std::pair<KeyRule, bool (*)(Run&)>;
-
 const std::map<std::string, Loader>& loaders() {
     static const std::map<std::string, Loader> table = {
-        {"der", {kNothingPrivate, [](Run& r) { return keyResult(r.key.loadEccDer(r.db, r.log), r); }}},
-        {"raw-priv", {kNothingPrivate, [](Run& r) { return keyResult(r.key.loadEccPrivateRaw(r.db, r.arg == "k1", r.log), r); }}},
-        {"raw-pub", {kNothingPrivate, [](Run& r) { return keyResult(r.key.loadEccPublicRaw(r.db, r.log), r); }}},
-        {"point", {kNothingPrivate, [](Run& r) {
-             return keyResult(r.key.loadEcPubKeyByCurveAndPoint(r.arg.c_str(), r.db, r.log), r);
-         }}},
-        {"putty", {kNothingPrivate, [](Run& r) {
-             return keyResult(r.key.loadPrivateFromPuttySsh(r.arg.c_str(), fill(DataBuffer(), fx().parts[fx().prefix(r.arg) + "point"]), r.db, r.log), r);
-         }}},
-        {"putty-point", {kNothingPrivate, [](Run& r) {
+        {"der", keyLoader([](Run& r) { return r.key.loadEccDer(r.db, r.log); })},
+        {"raw-priv", keyLoader([](Run& r) { return r.key.loadEccPrivateRaw(r.db, r.arg == "k1", r.log); })},
+        {"raw-pub", keyLoader([](Run& r) { return r.key.loadEccPublicRaw(r.db, r.log); })},
+        {"point", keyLoader([](Run& r) { return r.key.loadEcPubKeyByCurveAndPoint(r.arg.c_str(), r.db, r.log); })},
+        {"putty", keyLoader([](Run& r) {
+             const Bytes& point = fx().parts[fx().prefix(r.arg) + "point"];
+             return r.key.loadPrivateFromPuttySsh(r.arg.c_str(), fill(DataBuffer(), point), r.db, r.log);
+         })},
+        {"putty-point", keyLoader([](Run& r) {
              std::size_t at = 0;
              const Bytes blob = parseBytes("[ 'ecdsa-sha2-nistp256' ] [ 'nistp256' ] [ @p256.point ] [ 00 @p256.k ]", at, 0);
-             return keyResult(r.key.loadPrivateFromPuttySsh("secp256r1", r.db, fill(DataBuffer(), blob), r.log), r);
-         }}},
+             return r.key.loadPrivateFromPuttySsh("secp256r1", r.db, fill(DataBuffer(), blob), r.log);
+         })},
         // A refused JWK is never typed private, but a "d" read before the refusal stays in k.
-        {"jwk", {kNotTypedPrivate, [](Run& r) {
-             ClsJsonObject json;
-             EXPECT_TRUE(json.load(r.text()));
-             const bool ok = r.key.loadAnyJwk(json, r.log);
-             for (const auto& e : r.log.entries()) { EXPECT_EQ(e.context.rfind("loadAnyJwk_ecc", 0), 0u) << e.text; }
-             return keyResult(ok, r);
-         }}},
-        {"xml-key", {kNothingPrivate, [](Run& r) {
+        {"jwk", keyLoader(
+                    [](Run& r) {
+                        ClsJsonObject json;
+                        EXPECT_TRUE(json.load(r.text()));
+                        const bool ok = r.key.loadAnyJwk(json, r.log);
+                        for (const auto& e : r.log.entries()) { EXPECT_EQ(e.context.rfind("loadAnyJwk_ecc", 0), 0u) << e.text; }
+                        return ok;
+                    },
+                    kNotTypedPrivate)},
+        {"xml-key", keyLoader([](Run& r) {
              ClsXml xml;
              EXPECT_TRUE(xml.loadXml(r.text()));
-             return keyResult(r.key.loadAnyXml(xml, r.log), r);
-         }}},
+             return r.key.loadAnyXml(xml, r.log);
+         })},
         {"verify", {kNoKey, [](Run& r) {
              const std::size_t colon = r.arg.find(':');
              const unsigned hashLen = colon == std::string::npos ? 32u : static_cast<unsigned>(std::stoul(r.arg.substr(colon + 1)));
@@ -393,15 +395,11 @@ const std::map<std::string, Loader>& loaders() {
              r.out = hexOf(out);
              return ok;
          }}},
-        {"curve-name", {kNoKey, [](Run& r) {
-             EccCurve c;
-             return curveResult(c.loadCurveByName(r.text(), r.log), c, r);
-         }}},
-        {"curve-oid", {kNoKey, [](Run& r) {
-             EccCurve c;
+        {"curve-name", curveLoader([](EccCurve& c, Run& r) { return c.loadCurveByName(r.text(), r.log); })},
+        {"curve-oid", curveLoader([](EccCurve& c, Run& r) {
              StringBuffer oid(r.text());
-             return curveResult(c.loadCurveByOid(oid, r.log), c, r);
-         }}},
+             return c.loadCurveByOid(oid, r.log);
+         })},
         {"x963", {kNoKey, [](Run& r) {
              EccPoint pt;
              if (r.arg == "emptied") r.db.appendChar(4), r.db.clear();
@@ -430,14 +428,22 @@ const std::map<std::string, Loader>& loaders() {
              RefCountedObjectOwner owner(node);
              return reencoded(node, consumed, r, [&](_vnAsn1& n, DataBuffer& out) { return n.EncodeToDer(out, false, r.log); });
          }}},
-        // The dotted text or the number built into DER, which must read back to the same value.
-        {"oid", {kNoKey, [](Run& r) {
+        // The dotted text (built:oid) or the number (built:int) built into DER, which must read
+        // back to the same value.
+        {"built", {kNoKey, [](Run& r) {
+             const bool oid = r.arg == "oid";
+             _vnAsn1* node = oid ? _vnAsn1::newOid(r.text()) : _vnAsn1::newInteger(std::stoi(r.text()));
+             RefCountedObjectOwner owner(node);
+             DataBuffer der;
+             unsigned consumed = 0;
+             if (node == nullptr || !node->EncodeToDer(der, false, r.log)) return false;
+             _vnAsn1* back = _vnAsn1::DecodeToAsn(der.getData2(), der.getSize(), consumed, r.log);
+             RefCountedObjectOwner backOwner(back);
              StringBuffer text;
-             return built(_vnAsn1::newOid(r.text()), r, [&](_vnAsn1& back) { return back.GetOid(text) && text.equals(r.text()); });
-         }}},
-        {"asn1-int", {kNoKey, [](Run& r) {
-             return built(_vnAsn1::newInteger(std::stoi(r.text())), r,
-                          [&](_vnAsn1& back) { return back.isInteger() && back.asnIntValue() == std::stoi(r.text()); });
+             EXPECT_TRUE(back && (oid ? back->GetOid(text) && text.equals(r.text())
+                                      : back->isInteger() && back->asnIntValue() == std::stoi(r.text())));
+             r.out = hexOf(der);
+             return true;
          }}},
         // The signature codec's decoder: exactly one error line for a refusal.
         {"asnitem", {kNoKey, [](Run& r) {
@@ -490,22 +496,13 @@ const std::map<std::string, Loader>& loaders() {
              const bool folded = r.arg.rfind("i:", 0) == 0;
              return x.tagMatches(r.arg.substr(folded ? 2 : 0).c_str(), folded);
          }}},
-        {"ssh-uint32", {kNoKey, [](Run& r) {
-             unsigned v = 0;
-             return ssh(r, [&](unsigned& off) { return SshMessage::parseUint32(r.db, off, v) && (r.out = std::to_string(v), true); });
-         }}},
-        {"ssh-string", {kNoKey, [](Run& r) {
-             StringBuffer s("stale");
-             return ssh(r, [&](unsigned& off) { return SshMessage::parseString(r.db, off, s) && (r.out = s.getString(), true); });
-         }}},
-        {"ssh-binary", {kNoKey, [](Run& r) {
-             DataBuffer out;
-             return ssh(r, [&](unsigned& off) { return SshMessage::parseBinaryString(r.db, off, out, r.log) && (r.out = hexOf(out), true); });
-         }}},
-        {"ssh-mpint", {kNoKey, [](Run& r) {
-             mp_int v;
-             return ssh(r, [&](unsigned& off) { return SshMessage::parseMpInt(r.db, off, v, r.log) && (r.out = hexOf(v), true); });
-         }}},
+        {"ssh-uint32", sshLoader<unsigned>([](Run& r, unsigned& off, unsigned& v) { return SshMessage::parseUint32(r.db, off, v); })},
+        {"ssh-string", sshLoader<StringBuffer>([](Run& r, unsigned& off, StringBuffer& s) {
+             s.append("stale");
+             return SshMessage::parseString(r.db, off, s);
+         })},
+        {"ssh-binary", sshLoader<DataBuffer>([](Run& r, unsigned& off, DataBuffer& v) { return SshMessage::parseBinaryString(r.db, off, v, r.log); })},
+        {"ssh-mpint", sshLoader<mp_int>([](Run& r, unsigned& off, mp_int& v) { return SshMessage::parseMpInt(r.db, off, v, r.log); })},
         // A failed decode leaves what the buffer held before.
         {"decode", {kNoKey, [](Run& r) {
              DataBuffer db;
