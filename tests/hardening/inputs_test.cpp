@@ -7,8 +7,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
-#include <dirent.h>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <map>
@@ -101,9 +102,7 @@ struct CountingPrng : _vnPrng {
 };
 
 const char* const kScalarHex = "C9AFA9D845BA75166B5C215767B1D6934E50C3DB36E89B127B8A622B120F6721";
-const unsigned char kDigest[32] = {0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A,
-                                   0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A,
-                                   0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A, 0x5A};
+const Bytes kDigest(32, 0x5A);
 
 // One fixed key on a generic curve (p256) and one on the fast path (k1), and the pieces the
 // data lines are built from: @p256.sec1, @k1.n+1, ...
@@ -137,8 +136,8 @@ struct Fixtures {
         put("spki", key.toPublicKeyDer_shortFmt(db, log));
         put("pkcs8", key.toEccPkcs8PrivateKeyDer(db, log));
         CountingPrng prng;
-        put("sig", key.eccSignHash(kDigest, 32, prng, true, db, log));
-        put("rawsig", key.eccSignHash(kDigest, 32, prng, false, db, log));
+        put("sig", key.eccSignHash(kDigest.data(), 32, prng, true, db, log));
+        put("rawsig", key.eccSignHash(kDigest.data(), 32, prng, false, db, log));
         log.m_options.setString("EMIT_ECC_PKCS1_PUBKEY");
         put("sec1", key.toEccPkcs1PrivateKeyDer(db, log));
         db.append(parts[p + "sec1"].data(), static_cast<unsigned>(parts[p + "sec1"].size()));
@@ -297,7 +296,7 @@ Loader keyLoader(std::function<bool(Run&)> load, KeyRule rule = kNothingPrivate)
 
 bool verify(EccKey& key, const Bytes& sig, bool useRLen, unsigned rLen, unsigned hashLen, Run& r) {
     bool valid = true;
-    const bool ok = key.eccVerifyHash(sig.data(), static_cast<unsigned>(sig.size()), useRLen, kDigest, hashLen, valid,
+    const bool ok = key.eccVerifyHash(sig.data(), static_cast<unsigned>(sig.size()), useRLen, kDigest.data(), hashLen, valid,
                                       r.log, rLen);
     if (!ok) { EXPECT_FALSE(valid); }
     r.out = valid ? "valid" : "invalid";
@@ -346,6 +345,14 @@ DataBuffer& fill(DataBuffer&& db, const Bytes& b) {
     return db;
 }
 
+bool jwkLoad(Run& r) {
+    ClsJsonObject json;
+    EXPECT_TRUE(json.load(r.text()));
+    const bool ok = r.key.loadAnyJwk(json, r.log);
+    for (const auto& e : r.log.entries()) { EXPECT_EQ(e.context.rfind("loadAnyJwk_ecc", 0), 0u) << e.text; }
+    return ok;
+}
+
 const std::map<std::string, Loader>& loaders() {
     static const std::map<std::string, Loader> table = {
         {"der", keyLoader([](Run& r) { return r.key.loadEccDer(r.db, r.log); })},
@@ -362,15 +369,7 @@ const std::map<std::string, Loader>& loaders() {
              return r.key.loadPrivateFromPuttySsh("secp256r1", r.db, fill(DataBuffer(), blob), r.log);
          })},
         // A refused JWK is never typed private, but a "d" read before the refusal stays in k.
-        {"jwk", keyLoader(
-                    [](Run& r) {
-                        ClsJsonObject json;
-                        EXPECT_TRUE(json.load(r.text()));
-                        const bool ok = r.key.loadAnyJwk(json, r.log);
-                        for (const auto& e : r.log.entries()) { EXPECT_EQ(e.context.rfind("loadAnyJwk_ecc", 0), 0u) << e.text; }
-                        return ok;
-                    },
-                    kNotTypedPrivate)},
+        {"jwk", keyLoader(jwkLoad, kNotTypedPrivate)},
         {"xml-key", keyLoader([](Run& r) {
              ClsXml xml;
              EXPECT_TRUE(xml.loadXml(r.text()));
@@ -445,21 +444,19 @@ const std::map<std::string, Loader>& loaders() {
              r.out = hexOf(der);
              return true;
          }}},
-        // The signature codec's decoder: exactly one error line for a refusal.
+        // The signature codec's decoder: exactly one error line for a refusal. asnitem:int reads
+        // the first element of a SEQUENCE as an unsigned INTEGER.
         {"asnitem", {kNoKey, [](Run& r) {
              unsigned consumed = 99;
              std::unique_ptr<vn_asnItem> item(DerCodec::derToItem(r.data(), r.size(), consumed, r.log));
+             if (r.arg == "int") {
+                 mp_int v;
+                 const bool ok = item && item->getSubItem_doNotDelete(0)->get_mp(v, r.log);
+                 r.out = hexOf(v);
+                 return ok;
+             }
              if (!item && !r.null) { EXPECT_EQ(r.log.errors().size(), 1u); }
              return reencoded(item.get(), consumed, r, [](vn_asnItem& i, DataBuffer& out) { return DerCodec::itemToDer(i, out); });
-         }}},
-        // The first element of a SEQUENCE read as an unsigned INTEGER.
-        {"asnitem-int", {kNoKey, [](Run& r) {
-             unsigned consumed = 0;
-             std::unique_ptr<vn_asnItem> item(DerCodec::derToItem(r.data(), r.size(), consumed, r.log));
-             mp_int v;
-             const bool ok = item && item->getSubItem_doNotDelete(0)->get_mp(v, r.log);
-             r.out = hexOf(v);
-             return ok;
          }}},
         // Refused: one "JSON: " line, and the object emptied.
         {"json", {kNoKey, [](Run& r) {
@@ -489,12 +486,6 @@ const std::map<std::string, Loader>& loaders() {
              r.out = std::string(x.tag()) + (content.getSize() ? " " : "") + content.getString();
              if (!ok) { EXPECT_TRUE(x.numChildren() == 0 && !x.getAttrValue("a", attr) && r.out.empty()); }
              return ok;
-         }}},
-        {"xml-tag", {kNoKey, [](Run& r) {
-             ClsXml x;
-             EXPECT_TRUE(x.loadXml(("<" + std::string(r.text()) + "/>").c_str()));
-             const bool folded = r.arg.rfind("i:", 0) == 0;
-             return x.tagMatches(r.arg.substr(folded ? 2 : 0).c_str(), folded);
          }}},
         {"ssh-uint32", sshLoader<unsigned>([](Run& r, unsigned& off, unsigned& v) { return SshMessage::parseUint32(r.db, off, v); })},
         {"ssh-string", sshLoader<StringBuffer>([](Run& r, unsigned& off, StringBuffer& s) {
@@ -569,13 +560,7 @@ std::vector<Row> expand(const std::string& where, const std::string& line) {
             }
         } else if (mod.rfind("prefixes", 0) == 0) {
             std::size_t from = 0, to = row.bytes.size() - 1, step = 1;
-            if (mod.size() > 9) {
-                const std::string range = mod.substr(9);
-                from = std::stoul(range);
-                const std::size_t dash = range.find('-'), slash = range.find('/');
-                if (dash + 1 < range.size() && range[dash + 1] != '/') to = std::stoul(range.substr(dash + 1));
-                if (slash != std::string::npos) step = std::stoul(range.substr(slash + 1));
-            }
+            std::sscanf(mod.c_str(), "prefixes:%zu-%zu/%zu", &from, &to, &step);
             for (std::size_t n = from; n <= to && n < row.bytes.size(); n += step) {
                 Row r = row;
                 r.bytes.resize(n);
@@ -655,7 +640,6 @@ void runRow(const Row& row) {
     Run r(row.arg, row.bytes, row.null);
     if (it->second.first != kNoKey) r.key.copyFromEccKey(fx().p256);
     const bool ok = it->second.second(r);
-    if (std::getenv("ECCKEY_INPUTS_PRINT")) std::printf("%s\t%s\n", row.where.c_str(), observed(r, ok).c_str()), std::fflush(stdout);
     const std::string& ex = row.expect;
     const std::string why = "\n  got: " + observed(r, ok);
     if (ex.rfind("ok", 0) == 0) {
@@ -669,13 +653,7 @@ void runRow(const Row& row) {
         EXPECT_NE(r.key.m_keyType, 1) << why;
         if (it->second.first == kNothingPrivate) { EXPECT_TRUE(r.key.m_k.isZero()) << why; }
     }
-    if (ex == "any") {
-        EXPECT_FALSE(r.log.errors().empty()) << why;
-    } else if (ex == "silent") {
-        EXPECT_TRUE(r.log.entries().empty()) << why;
-    } else if (ex != "either") {
-        EXPECT_TRUE(matches(r, ex)) << "  want: " << ex << why;
-    }
+    if (ex != "either") { EXPECT_TRUE(matches(r, ex)) << "  want: " << ex << why; }
 }
 
 // The folder can be overridden to run one file alone.
@@ -683,12 +661,9 @@ std::string dataDir() { return std::getenv("ECCKEY_INPUTS_DATA") ? std::getenv("
 
 std::vector<std::string> dataFiles() {
     std::vector<std::string> files;
-    DIR* dir = opendir(dataDir().c_str());
-    for (dirent* e; dir && (e = readdir(dir));) {
-        const std::string name = e->d_name;
-        if (name.size() > 4 && name.compare(name.size() - 4, 4, ".txt") == 0 && name != "README.txt") files.push_back(name);
+    for (const auto& e : std::filesystem::directory_iterator(dataDir())) {
+        if (e.path().extension() == ".txt" && e.path().filename() != "README.txt") files.push_back(e.path().filename());
     }
-    if (dir) closedir(dir);
     std::sort(files.begin(), files.end());
     return files;
 }
