@@ -45,6 +45,10 @@ std::string hexOf(const mp_int& v) {
     return v.isZero() ? "0" : (v.isNegative() ? "-" : "") + hexOf(db);
 }
 Bytes bytesOf(const DataBuffer& db) { return db.getSize() ? Bytes(db.getData2(), db.getData2() + db.getSize()) : Bytes(); }
+DataBuffer& fill(DataBuffer&& db, const Bytes& b) {
+    db.append(b.data(), static_cast<unsigned>(b.size()));
+    return db;
+}
 Bytes operator+(Bytes a, const Bytes& b) {
     a.insert(a.end(), b.begin(), b.end());
     return a;
@@ -140,10 +144,7 @@ struct Fixtures {
         put("rawsig", key.eccSignHash(kDigest.data(), 32, prng, false, db, log));
         log.m_options.setString("EMIT_ECC_PKCS1_PUBKEY");
         put("sec1", key.toEccPkcs1PrivateKeyDer(db, log));
-        db.append(parts[p + "sec1"].data(), static_cast<unsigned>(parts[p + "sec1"].size()));
-        const bool pem = _vnPublicKey::derToPem("EC PRIVATE KEY", db, sb, log);
-        db.clear();
-        put("pem", pem);
+        put("pem", key.toEccPrivateKeyPem(true, sb, log));
         put("jwk", key.toEccPrivateKeyJwk(sb, log));
         put("xml", key.toEccPrivateKeyXml(sb, log));
     }
@@ -173,15 +174,13 @@ Bytes parseBytes(const std::string& s, std::size_t& i, char close);
 
 Bytes token(const std::string& t) {
     if (t[0] == '@') {
-        auto it = fx().parts.find(t.substr(1));
-        EXPECT_NE(it, fx().parts.end()) << "no fixture " << t;
-        return it == fx().parts.end() ? Bytes() : it->second;
+        EXPECT_EQ(fx().parts.count(t.substr(1)), 1u) << "no fixture " << t;
+        return fx().parts[t.substr(1)];
     }
     if (t.rfind("nest:", 0) == 0) return nested(std::stoul(t.substr(5)));
     const std::size_t star = t.find('*');
-    const std::string hex = t.substr(0, star);
     DataBuffer db;
-    EXPECT_TRUE(db.appendEncoded(hex.c_str(), "hex")) << "bad hex " << t;
+    EXPECT_TRUE(db.appendEncoded(t.substr(0, star).c_str(), "hex")) << "bad hex " << t;
     Bytes one = bytesOf(db), out;
     const std::size_t times = star == std::string::npos ? 1 : std::stoul(t.substr(star + 1));
     for (std::size_t k = 0; k < times; ++k) out.insert(out.end(), one.begin(), one.end());
@@ -228,21 +227,13 @@ Bytes parseText(const std::string& s) {
                 out.push_back(static_cast<unsigned char>(e == 't' ? '\t' : e == 'r' ? '\r' : e == 'n' ? '\n' : e == '0' ? '\0' : e));
             }
         } else if (s.compare(i, 2, "${") == 0) {
-            const std::size_t end = s.find('}', i);
-            std::string expr = s.substr(i + 2, end - i - 2);
-            const std::size_t colon = expr.find(':');
-            const std::string enc = colon == std::string::npos ? "" : expr.substr(0, colon);
-            const bool encoded = enc == "b64" || enc == "b64url" || enc == "hex";
-            if (encoded) expr = expr.substr(colon + 1);
-            std::size_t at = 0;
-            Bytes b = parseBytes(expr, at, 0);
-            if (encoded) {
-                DataBuffer db;
-                db.append(b.data(), static_cast<unsigned>(b.size()));
-                StringBuffer sb;
-                db.encodeDB(enc == "b64" ? "base64" : enc == "b64url" ? "base64url" : "hex", sb);
-                b = Bytes(sb.getString(), sb.getString() + sb.getSize());
-            }
+            static const std::map<std::string, const char*> kEncodings = {{"b64", "base64"}, {"b64url", "base64url"}, {"hex", "hex"}};
+            const std::size_t end = s.find('}', i), colon = s.find(':', i);
+            const auto enc = colon < end ? kEncodings.find(s.substr(i + 2, colon - i - 2)) : kEncodings.end();
+            std::size_t at = enc == kEncodings.end() ? i + 2 : colon + 1;
+            Bytes b = parseBytes(s.substr(0, end), at, 0);
+            StringBuffer sb;
+            if (enc != kEncodings.end() && fill(DataBuffer(), b).encodeDB(enc->second, sb)) b = Bytes(sb.getString(), sb.getString() + sb.getSize());
             out = out + b;
             i = end;
         } else {
@@ -325,8 +316,7 @@ Loader sshLoader(Parse parse) {
 template <typename Tree, typename Encode>
 bool reencoded(Tree* tree, unsigned consumed, Run& r, Encode encode) {
     DataBuffer again;
-    if (tree) { EXPECT_TRUE(encode(*tree, again)); }
-    if (!tree) { EXPECT_EQ(consumed, 0u); }
+    EXPECT_TRUE(tree ? encode(*tree, again) : consumed == 0);
     r.out = hexOf(again) + (tree && consumed < r.size() ? " +" + std::to_string(r.size() - consumed) : "");
     return tree != nullptr;
 }
@@ -338,11 +328,6 @@ Loader curveLoader(bool (*load)(EccCurve&, Run&)) {
                 r.out = std::string(c.name.getString()) + " " + std::to_string(c.fieldBytes);
                 return ok;
             }};
-}
-
-DataBuffer& fill(DataBuffer&& db, const Bytes& b) {
-    db.append(b.data(), static_cast<unsigned>(b.size()));
-    return db;
 }
 
 bool jwkLoad(Run& r) {
@@ -359,14 +344,13 @@ const std::map<std::string, Loader>& loaders() {
         {"raw-priv", keyLoader([](Run& r) { return r.key.loadEccPrivateRaw(r.db, r.arg == "k1", r.log); })},
         {"raw-pub", keyLoader([](Run& r) { return r.key.loadEccPublicRaw(r.db, r.log); })},
         {"point", keyLoader([](Run& r) { return r.key.loadEcPubKeyByCurveAndPoint(r.arg.c_str(), r.db, r.log); })},
+        // putty:CURVE: the input is the private blob for the fixture's point; putty:point: the
+        // input is the point for a fixed P-256 blob.
         {"putty", keyLoader([](Run& r) {
-             const Bytes& point = fx().parts[fx().prefix(r.arg) + "point"];
-             return r.key.loadPrivateFromPuttySsh(r.arg.c_str(), fill(DataBuffer(), point), r.db, r.log);
-         })},
-        {"putty-point", keyLoader([](Run& r) {
              std::size_t at = 0;
              const Bytes blob = parseBytes("[ 'ecdsa-sha2-nistp256' ] [ 'nistp256' ] [ @p256.point ] [ 00 @p256.k ]", at, 0);
-             return r.key.loadPrivateFromPuttySsh("secp256r1", r.db, fill(DataBuffer(), blob), r.log);
+             if (r.arg == "point") return r.key.loadPrivateFromPuttySsh("secp256r1", r.db, fill(DataBuffer(), blob), r.log);
+             return r.key.loadPrivateFromPuttySsh(r.arg.c_str(), fill(DataBuffer(), fx().parts[fx().prefix(r.arg) + "point"]), r.db, r.log);
          })},
         // A refused JWK is never typed private, but a "d" read before the refusal stays in k.
         {"jwk", keyLoader(jwkLoad, kNotTypedPrivate)},
@@ -463,8 +447,7 @@ const std::map<std::string, Loader>& loaders() {
              ClsJsonObject json;
              EXPECT_TRUE(json.load("{\"prior\":1}"));
              const bool ok = json.load(r.text(), r.log);
-             const auto errors = r.log.errors();
-             if (!ok) { EXPECT_TRUE(errors.size() == 1 && errors[0].rfind("JSON: ", 0) == 0 && json.numMembers() == 0); }
+             if (!ok) { EXPECT_TRUE(r.log.errors().size() == 1 && r.log.errors()[0].rfind("JSON: ", 0) == 0 && json.numMembers() == 0); }
              r.out = std::to_string(json.numMembers());
              return ok;
          }}},
@@ -546,27 +529,23 @@ std::vector<Row> expand(const std::string& where, const std::string& line) {
     row.null = input == "null";
     std::size_t at = 0;
     row.bytes = row.null ? Bytes() : input.rfind("t:", 0) == 0 ? parseText(input.substr(2)) : parseBytes(input, at, 0);
-    std::vector<Row> rows;
     if (mods.empty()) return {row};
+    std::vector<Row> rows;
+    auto variant = [&](std::size_t cut, std::size_t flip, unsigned x, const std::string& note) {
+        rows.push_back(row);
+        rows.back().bytes.resize(cut);
+        if (x != 0) rows.back().bytes[flip] = static_cast<unsigned char>(rows.back().bytes[flip] ^ x);
+        rows.back().input += " (" + note + ")";
+    };
     for (const std::string& mod : mods) {
         if (mod == "flips") {
             for (std::size_t i = 0; i < row.bytes.size(); ++i) {
-                for (unsigned x : {0x01u, 0xFFu}) {
-                    Row r = row;
-                    r.bytes[i] = static_cast<unsigned char>(r.bytes[i] ^ x);
-                    r.input += " (byte " + std::to_string(i) + " ^ " + std::to_string(x) + ")";
-                    rows.push_back(r);
-                }
+                for (unsigned x : {0x01u, 0xFFu}) variant(row.bytes.size(), i, x, "byte " + std::to_string(i) + " ^ " + std::to_string(x));
             }
         } else if (mod.rfind("prefixes", 0) == 0) {
             std::size_t from = 0, to = row.bytes.size() - 1, step = 1;
             std::sscanf(mod.c_str(), "prefixes:%zu-%zu/%zu", &from, &to, &step);
-            for (std::size_t n = from; n <= to && n < row.bytes.size(); n += step) {
-                Row r = row;
-                r.bytes.resize(n);
-                r.input += " (prefix " + std::to_string(n) + ")";
-                rows.push_back(r);
-            }
+            for (std::size_t n = from; n <= to && n < row.bytes.size(); n += step) variant(n, 0, 0, "prefix " + std::to_string(n));
         } else {
             ADD_FAILURE() << where << ": unknown modifier ^" << mod;
         }
