@@ -154,9 +154,8 @@ struct Fixtures {
     }
     // The fixture on a curve, by any of its names.
     std::string prefix(const std::string& curve) {
-        return curve.find("k1") != std::string::npos || curve.find("k256") != std::string::npos   ? "k1."
-               : curve.find("521") != std::string::npos ? "p521."
-                                                          : "p256.";
+        if (curve.find("k1") != std::string::npos || curve.find("k256") != std::string::npos) return "k1.";
+        return curve.find("521") != std::string::npos ? "p521." : "p256.";
     }
     EccKey& of(const std::string& curve) { return prefix(curve) == "k1." ? k1 : prefix(curve) == "p521." ? p521 : p256; }
 };
@@ -230,7 +229,8 @@ Bytes parseText(const std::string& s) {
             std::size_t at = enc == kEncodings.end() ? i + 2 : colon + 1;
             Bytes b = parseBytes(s.substr(0, end), at, 0);
             StringBuffer sb;
-            if (enc != kEncodings.end() && fill(DataBuffer(), b).encodeDB(enc->second, sb)) b = Bytes(sb.getString(), sb.getString() + sb.getSize());
+            if (enc != kEncodings.end() && fill(DataBuffer(), b).encodeDB(enc->second, sb))
+                b = Bytes(sb.getString(), sb.getString() + sb.getSize());
             out = out + b;
             i = end;
         } else {
@@ -294,8 +294,7 @@ bool verify(EccKey& key, const Bytes& sig, bool useRLen, unsigned rLen, unsigned
     const bool ok = key.eccVerifyHash(sig.data(), static_cast<unsigned>(sig.size()), useRLen, kDigest.data(), hashLen, valid,
                                       r.log, rLen);
     if (!ok) { EXPECT_FALSE(valid); }
-    r.out = valid ? "valid" : "invalid";
-    return ok;
+    return result(r, ok, [&] { return valid ? "valid" : "invalid"; });
 }
 
 std::string shown(unsigned v) { return std::to_string(v); }
@@ -428,8 +427,7 @@ const std::map<std::string, Loader>& loaders() {
              EXPECT_TRUE(json.load("{\"prior\":1}"));
              const bool ok = json.load(r.text(), r.log);
              if (!ok) { EXPECT_TRUE(r.log.errors().size() == 1 && r.log.errors()[0].rfind("JSON: ", 0) == 0 && json.numMembers() == 0); }
-             r.out = std::to_string(json.numMembers());
-             return ok;
+             return result(r, ok, [&] { return std::to_string(json.numMembers()); });
          }}},
         {"json-path", {kNoKey, [](Run& r) {
              ClsJsonObject json;
@@ -453,7 +451,9 @@ const std::map<std::string, Loader>& loaders() {
              s.append("stale");
              return SshMessage::parseString(r.db, off, s);
          })},
-        {"ssh-binary", sshLoader<DataBuffer>([](Run& r, unsigned& off, DataBuffer& v) { return SshMessage::parseBinaryString(r.db, off, v, r.log); })},
+        {"ssh-binary", sshLoader<DataBuffer>([](Run& r, unsigned& off, DataBuffer& v) {
+             return SshMessage::parseBinaryString(r.db, off, v, r.log);
+         })},
         {"ssh-mpint", sshLoader<mp_int>([](Run& r, unsigned& off, mp_int& v) { return SshMessage::parseMpInt(r.db, off, v, r.log); })},
         // A failed decode leaves what the buffer held before.
         {"decode", {kNoKey, [](Run& r) {
