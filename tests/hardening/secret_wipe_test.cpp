@@ -9,8 +9,9 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
+#include <memory>
 #include <string>
-#include <vector>
 
 #include "ecc/EccKey.h"
 #include "host/BigNum.h"
@@ -34,56 +35,29 @@ struct Pattern {
     unsigned char bytes[64];
     std::size_t len;
     char label[48];
+    std::atomic<int> hits;
 };
 constexpr int kMaxPatterns = 64;
 Pattern g_patterns[kMaxPatterns];
 int g_patternCount = 0;
 std::atomic<bool> g_armed{false};
-std::atomic<int> g_hits[kMaxPatterns];
-std::atomic<std::size_t> g_hitBlockSize[kMaxPatterns];
 
 }  // namespace
 
 // AddressSanitizer brings its own allocator, which the replacements must not bypass.
 #ifndef ECCKEY_TEST_UNDER_ASAN
-namespace {
-
-bool contains(const unsigned char* block, std::size_t n, const Pattern& pat) {
-    if (pat.len == 0 || n < pat.len) return false;
-    for (std::size_t i = 0; i + pat.len <= n; ++i) {
-        if (block[i] == pat.bytes[0] && std::memcmp(block + i, pat.bytes, pat.len) == 0) return true;
-    }
-    return false;
-}
-
-}  // namespace
-
 // glibc's own free, under the name it exports for exactly this kind of wrapper.
 extern "C" void __libc_free(void* p);
 
-namespace {
-
-void inspect(void* p) {
-    if (p == nullptr) return;
-    if (g_armed.load(std::memory_order_relaxed)) {
-        const auto* block = static_cast<const unsigned char*>(p);
+extern "C" void free(void* p) noexcept {
+    if (p != nullptr && g_armed.load(std::memory_order_relaxed)) {
         const std::size_t n = malloc_usable_size(p);
         for (int i = 0; i < g_patternCount; ++i) {
-            if (contains(block, n, g_patterns[i])) {
-                g_hits[i].fetch_add(1);
-                g_hitBlockSize[i].store(n);
-            }
+            if (memmem(p, n, g_patterns[i].bytes, g_patterns[i].len) != nullptr) g_patterns[i].hits.fetch_add(1);
         }
     }
-}
-
-}  // namespace
-
-extern "C" void free(void* p) noexcept {
-    inspect(p);
     __libc_free(p);
 }
-
 #endif
 
 namespace vn {
@@ -91,79 +65,62 @@ namespace {
 
 const char* const kScalarHex = "7A1F3C5E9B2D4F6081A3C5E7092B4D6F8E1C3A5B7D9F0E2C4A6B8D0F1E3C5A79";
 const char* const kNonceHex = "3E5C7A9B1D2F4E6A8C0B2D4F6E8A0C1B3D5F7E9A2C4B6D8F0A1C3E5B7D9F2A4C";
+unsigned char g_kBytes[32];
+unsigned char g_nonceBytes[32];
 
-void addPattern(const unsigned char* bytes, std::size_t len, const std::string& label) {
-    ASSERT_LT(g_patternCount, kMaxPatterns);
-    ASSERT_LE(len, sizeof g_patterns[0].bytes);
+void addPattern(const void* bytes, std::size_t len, const std::string& label) {
+    ASSERT_TRUE(g_patternCount < kMaxPatterns && len > 0 && len <= sizeof g_patterns[0].bytes) << label;
     Pattern& p = g_patterns[g_patternCount++];
     std::memcpy(p.bytes, bytes, len);
     p.len = len;
     std::snprintf(p.label, sizeof p.label, "%s", label.c_str());
 }
 
-void addText(const std::string& text, const std::string& label) {
-    addPattern(reinterpret_cast<const unsigned char*>(text.data()), text.size(), label);
-}
+void addPattern(const std::string& text, const std::string& label) { addPattern(text.data(), text.size(), label); }
 
 // Every form a secret takes on its way through the library, cut in pieces short enough that
 // one line break or one partial copy cannot hide all of them.
-void addSecretPatterns(const char* hex, const std::string& name) {
-    DataBuffer raw;
-    ASSERT_TRUE(raw.appendEncoded(hex, "hex"));
-    addPattern(raw.getData2(), 16, name + " bytes 0-15");
-    addPattern(raw.getData2() + 16, 16, name + " bytes 16-31");
-
-    std::string upper(hex), lower(hex);
+void addSecretPatterns(const char* hex, unsigned char* raw, const std::string& name) {
+    DataBuffer db;
+    ASSERT_TRUE(db.appendEncoded(hex, "hex"));
+    std::memcpy(raw, db.getData2(), 32);
+    std::string lower(hex);
     for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    addText(upper.substr(0, 32), name + " hex, upper, first half");
-    addText(upper.substr(32), name + " hex, upper, second half");
-    addText(lower.substr(0, 32), name + " hex, lower, first half");
-    addText(lower.substr(32), name + " hex, lower, second half");
-
+    for (std::size_t half = 0; half < 2; ++half) {
+        const std::string which = half ? " second half" : " first half";
+        addPattern(raw + 16 * half, 16, name + " bytes" + which);
+        addPattern(std::string(hex).substr(32 * half, 32), name + " hex, upper," + which);
+        addPattern(lower.substr(32 * half, 32), name + " hex, lower," + which);
+    }
     // The in-memory digits of the value as an integer.
     mp_int v;
-    ASSERT_TRUE(BigNum::mpint_from_bytes(v, raw.getData2(), static_cast<int>(raw.getSize())));
+    ASSERT_TRUE(BigNum::mpint_from_bytes(v, raw, 32));
     mp_digit digits[4];
     for (int i = 0; i < 4; ++i) digits[i] = v.get_digit(i + 2);
-    addPattern(reinterpret_cast<const unsigned char*>(digits), sizeof digits, name + " integer digits");
-
+    addPattern(digits, sizeof digits, name + " integer digits");
     StringBuffer b64url;
     LogNull quiet;
     ASSERT_TRUE(BigNum::mpint_to_base64url(v, b64url, quiet));
-    addText(std::string(b64url.getString()).substr(0, 20), name + " base64url");
+    addPattern(std::string(b64url.getString()).substr(0, 20), name + " base64url");
 }
 
 // Base64 pieces of a DER encoding that depend on the scalar's bytes only.
-void addBase64OfScalarInside(const DataBuffer& der, const unsigned char* k, const std::string& label) {
-    const unsigned char* d = der.getData2();
-    std::size_t at = 0;
-    for (; at + 32 <= der.getSize(); ++at) {
-        if (std::memcmp(d + at, k, 32) == 0) break;
-    }
-    ASSERT_LT(at + 32, der.getSize() + 1) << label;
+void addBase64OfScalarInside(const DataBuffer& der, const std::string& label) {
+    const void* hit = memmem(der.getData2(), der.getSize(), g_kBytes, 32);
+    ASSERT_NE(hit, nullptr) << label;
+    const std::size_t at = static_cast<std::size_t>(static_cast<const unsigned char*>(hit) - der.getData2());
     StringBuffer b64;
     ASSERT_TRUE(der.encodeDB("base64", b64));
     const std::string text = b64.getString();
-    const std::size_t firstGroup = (at + 2) / 3, endGroup = (at + 32) / 3;
-    for (std::size_t g = firstGroup; g + 3 <= endGroup; g += 3) {
-        addText(text.substr(4 * g, 12), label + " base64 @" + std::to_string(g));
+    for (std::size_t g = (at + 2) / 3; g + 3 <= (at + 32) / 3; g += 3) {
+        addPattern(text.substr(4 * g, 12), label + " base64 @" + std::to_string(g));
     }
 }
 
 // A generator that hands out one fixed nonce from static storage.
-class FixedPrng : public _vnPrng {
-public:
-    explicit FixedPrng(const unsigned char* bytes) : m_bytes(bytes) {}
-    bool genRandomBytes(unsigned int n, DataBuffer& out, LogBase&) override {
-        return n <= 32 && out.append(m_bytes, n);
-    }
-
-private:
-    const unsigned char* m_bytes;
+struct FixedPrng : _vnPrng {
+    bool genRandomBytes(unsigned int n, DataBuffer& out, LogBase&) override { return n <= 32 && out.append(g_nonceBytes, n); }
 };
-
-unsigned char g_kBytes[32];
-unsigned char g_nonceBytes[32];
 
 class SecretWipe : public ::testing::Test {
 protected:
@@ -172,46 +129,34 @@ protected:
         GTEST_SKIP() << "AddressSanitizer owns the allocator; the plain build runs this check";
 #endif
         // Valgrind takes over free() in this executable as well, so the hook would not be called.
-        const char* preload = std::getenv("LD_PRELOAD");
-        if (preload != nullptr && std::strstr(preload, "vgpreload") != nullptr) {
+        if (const char* preload = std::getenv("LD_PRELOAD"); preload != nullptr && std::strstr(preload, "vgpreload") != nullptr) {
             GTEST_SKIP() << "valgrind owns the allocator; the plain build runs this check";
         }
         g_patternCount = 0;
-        for (auto& h : g_hits) h.store(0);
-        {
-            DataBuffer k, nonce;
-            ASSERT_TRUE(k.appendEncoded(kScalarHex, "hex"));
-            ASSERT_TRUE(nonce.appendEncoded(kNonceHex, "hex"));
-            std::memcpy(g_kBytes, k.getData2(), 32);
-            std::memcpy(g_nonceBytes, nonce.getData2(), 32);
-            addSecretPatterns(kScalarHex, "k");
-            addSecretPatterns(kNonceHex, "nonce");
-            // The scalar inside the DER forms, for the base64 of PEM and XML.
-            EccKey key;
-            LogBase log;
-            log.m_options.setString("EMIT_ECC_PKCS1_PUBKEY");
-            ASSERT_TRUE(key.generateNewKey2(StringBuffer("secp256r1"), kScalarHex, "hex", log));
+        for (Pattern& p : g_patterns) p.hits.store(0);
+        addSecretPatterns(kScalarHex, g_kBytes, "k");
+        addSecretPatterns(kNonceHex, g_nonceBytes, "nonce");
+        // The scalar inside the DER forms, for the base64 of PEM and XML.
+        EccKey key;
+        LogBase log;
+        log.m_options.setString("EMIT_ECC_PKCS1_PUBKEY");
+        ASSERT_TRUE(key.generateNewKey2(StringBuffer("secp256r1"), kScalarHex, "hex", log));
+        for (const std::string form : {"SEC1+pub", "SEC1", "PKCS#8"}) {
             DataBuffer der;
-            ASSERT_TRUE(key.toEccPkcs1PrivateKeyDer(der, log));
-            addBase64OfScalarInside(der, g_kBytes, "SEC1+pub");
+            ASSERT_TRUE(form == "PKCS#8" ? key.toEccPkcs8PrivateKeyDer(der, log) : key.toEccPkcs1PrivateKeyDer(der, log));
+            addBase64OfScalarInside(der, form);
             log.m_options.clear();
-            ASSERT_TRUE(key.toEccPkcs1PrivateKeyDer(der, log));
-            addBase64OfScalarInside(der, g_kBytes, "SEC1");
-            ASSERT_TRUE(key.toEccPkcs8PrivateKeyDer(der, log));
-            addBase64OfScalarInside(der, g_kBytes, "PKCS#8");
         }
     }
 
-    static void arm() { g_armed.store(true); }
-    static void disarm() { g_armed.store(false); }
-
-    static std::string hitReport() {
+    static std::string watch(const std::function<void()>& run) {
+        g_armed.store(true);
+        run();
+        g_armed.store(false);
         std::string report;
         for (int i = 0; i < g_patternCount; ++i) {
-            if (g_hits[i].load() != 0) {
-                report += std::string(g_patterns[i].label) + ": " + std::to_string(g_hits[i].load()) +
-                          " block(s), last of " + std::to_string(g_hitBlockSize[i].load()) + " bytes\n";
-            }
+            const int hits = g_patterns[i].hits.load();
+            if (hits != 0) report += std::string(g_patterns[i].label) + ": " + std::to_string(hits) + " block(s)\n";
         }
         return report;
     }
@@ -220,79 +165,57 @@ protected:
 // The hook sees what it should: a plain std::string and a buffer without the secure flag
 // keep the secret, so a quiet run below means something.
 TEST_F(SecretWipe, TheHookFindsUnwipedCopies) {
-    arm();
-    {
+    const std::string report = watch([] {
         std::string text(kScalarHex);
         text += std::string(100, ' ');  // past any small-string buffer
         DataBuffer plain;
         plain.append(g_nonceBytes, 32);
         StringBuffer wiped;
         wiped.append(kNonceHex);
-    }
-    disarm();
-    const std::string report = hitReport();
+    });
     EXPECT_NE(report.find("k hex, upper"), std::string::npos) << report;
-    EXPECT_NE(report.find("nonce bytes 0-15"), std::string::npos) << report;
+    EXPECT_NE(report.find("nonce bytes first half"), std::string::npos) << report;
     EXPECT_EQ(report.find("nonce hex"), std::string::npos) << report;
 }
 
-TEST_F(SecretWipe, KeysSignaturesAndEveryPrivateFormLeaveNothingBehind) {
-    arm();
-    {
+void exerciseKeys() {
+    for (const char* curve : {"secp256r1", "secp256k1"}) {
         LogBase log;
         log.m_options.setString("EMIT_ECC_PKCS1_PUBKEY");
         const unsigned char digest[32] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
+        std::unique_ptr<EccKey> key(EccKey::createNewObject()), copy(EccKey::createNewObject());
+        ASSERT_TRUE(key->generateNewKey2(StringBuffer(curve), kScalarHex, "hex", log)) << curve;
+        copy->copyFromEccKey(*key);
+        FixedPrng prng;
+        DataBuffer sig, der;
+        EXPECT_TRUE(key->eccSignHash(digest, 32, prng, false, sig, log) && key->eccSignHash_forSsh(digest, 32, prng, sig, log) &&
+                    key->eccSignHash(digest, 32, prng, true, der, log));
 
-        for (const char* curve : {"secp256r1", "secp256k1"}) {
-            EccKey* key = EccKey::createNewObject();
-            ASSERT_NE(key, nullptr);
-            ASSERT_TRUE(key->generateNewKey2(StringBuffer(curve), kScalarHex, "hex", log)) << curve;
-            EccKey* copy = EccKey::createNewObject();
-            copy->copyFromEccKey(*key);
-
-            FixedPrng prng(g_nonceBytes);
-            DataBuffer sig, der;
-            EXPECT_TRUE(key->eccSignHash(digest, 32, prng, false, sig, log)) << curve;
-            EXPECT_TRUE(key->eccSignHash_forSsh(digest, 32, prng, sig, log)) << curve;
-            EXPECT_TRUE(key->eccSignHash(digest, 32, prng, true, der, log));
-            bool valid = false;
-            EXPECT_TRUE(key->eccVerifyHash(der.getData2(), der.getSize(), false, digest, 32, valid, log, 0) && valid);
-
-            // Every private form out, and back in through its reader.
-            DataBuffer sec1, sec1Pkcs11, pkcs8;
-            StringBuffer pemSec1, pemPkcs8, jwk, xml, privHex, pubHex;
-            EXPECT_TRUE(key->toEccPkcs1PrivateKeyDer(sec1, log) && key->toEccPkcs1PrivateKeyDer_forPkcs11(sec1Pkcs11, log) &&
-                        key->toEccPkcs8PrivateKeyDer(pkcs8, log));
-            EXPECT_TRUE(key->toEccPrivateKeyPem(true, pemSec1, log) && key->toEccPrivateKeyPem(false, pemPkcs8, log));
-            EXPECT_TRUE(key->toEccPrivateKeyJwk(jwk, log) && key->toEccPrivateKeyXml(xml, log) &&
-                        key->toRawHex(privHex, pubHex, log));
-
-            EccKey back;
-            StringBuffer label;
-            DataBuffer fromPem1, fromPem8, raw;
-            ClsJsonObject json;
-            ClsXml doc;
-            EXPECT_TRUE(back.loadEccDer(sec1, log) && back.loadEccDer(pkcs8, log));
-            EXPECT_TRUE(PemReader::readFirst(pemSec1.getString(), label, fromPem1, log) && back.loadEccDer(fromPem1, log));
-            EXPECT_TRUE(PemReader::readFirst(pemPkcs8.getString(), label, fromPem8, log) && back.loadEccDer(fromPem8, log));
-            EXPECT_TRUE(json.load(jwk.getString(), log) && back.loadAnyJwk(json, log));
-            EXPECT_TRUE(doc.loadXml(xml.getString(), log) && back.loadAnyXml(doc, log));
-            EXPECT_TRUE(raw.appendEncoded(privHex.getString(), "hex"));
-            raw.setSecure(true);
-            EXPECT_TRUE(back.loadEccPrivateRaw(raw, std::string(curve) == "secp256k1", log));
-            EXPECT_EQ(BigNum::mp_cmp(back.m_k, key->m_k), 0) << curve;
-
-            // ECDH output is a secret as well; the peer is the key itself.
-            DataBuffer shared;
-            EXPECT_TRUE(key->sharedSecret(*copy, shared, log));
-
-            delete copy;
-            delete key;
-        }
+        // Every private form out, and back in through its reader, each in a buffer of its own.
+        DataBuffer sec1, sec1Pkcs11, pkcs8, fromPem1, fromPem8, raw;
+        StringBuffer pem1, pem8, jwk, xml, privHex, pubHex, label;
+        EccKey back;
+        ClsJsonObject json;
+        ClsXml doc;
+        EXPECT_TRUE(key->toEccPkcs1PrivateKeyDer(sec1, log) && back.loadEccDer(sec1, log));
+        EXPECT_TRUE(key->toEccPkcs8PrivateKeyDer(pkcs8, log) && back.loadEccDer(pkcs8, log));
+        EXPECT_TRUE(key->toEccPkcs1PrivateKeyDer_forPkcs11(sec1Pkcs11, log));
+        EXPECT_TRUE(key->toEccPrivateKeyPem(true, pem1, log) && PemReader::readFirst(pem1.getString(), label, fromPem1, log) &&
+                    back.loadEccDer(fromPem1, log));
+        EXPECT_TRUE(key->toEccPrivateKeyPem(false, pem8, log) && PemReader::readFirst(pem8.getString(), label, fromPem8, log) &&
+                    back.loadEccDer(fromPem8, log));
+        EXPECT_TRUE(key->toEccPrivateKeyJwk(jwk, log) && json.load(jwk.getString(), log) && back.loadAnyJwk(json, log));
+        EXPECT_TRUE(key->toEccPrivateKeyXml(xml, log) && doc.loadXml(xml.getString(), log) && back.loadAnyXml(doc, log));
+        EXPECT_TRUE(key->toRawHex(privHex, pubHex, log) && raw.appendEncoded(privHex.getString(), "hex"));
+        raw.setSecure(true);
+        EXPECT_TRUE(back.loadEccPrivateRaw(raw, std::string(curve) == "secp256k1", log));
+        // ECDH output is a secret as well; the peer is the key itself.
+        DataBuffer shared;
+        EXPECT_TRUE(key->sharedSecret(*copy, shared, log));
     }
-    disarm();
-    EXPECT_EQ(hitReport(), "");
 }
+
+TEST_F(SecretWipe, KeysSignaturesAndEveryPrivateFormLeaveNothingBehind) { EXPECT_EQ(watch(exerciseKeys), ""); }
 
 }  // namespace
 }  // namespace vn
