@@ -402,12 +402,22 @@ const std::map<std::string, Loader>& loaders() {
              RefCountedObjectOwner owner(node);
              return reencoded(node, consumed, r, [&](_vnAsn1& n, DataBuffer& out) { return n.EncodeToDer(out, false, r.log); });
          }}},
-        // The dotted text built into DER.
+        // The dotted text (oid) or the number (oid:int) built into DER, which reads back to it.
         {"oid", {kNoKey, [](Run& r) {
-             _vnAsn1* node = _vnAsn1::newOid(r.text());
+             const bool isInt = r.arg == "int";
+             _vnAsn1* node = isInt ? _vnAsn1::newInteger(std::stoi(r.text())) : _vnAsn1::newOid(r.text());
              RefCountedObjectOwner owner(node);
              DataBuffer der;
-             return result(r, node != nullptr && node->EncodeToDer(der, false, r.log), [&] { return hexOf(der); });
+             StringBuffer text;
+             unsigned consumed = 0;
+             const bool ok = node != nullptr && node->EncodeToDer(der, false, r.log);
+             _vnAsn1* back = ok ? _vnAsn1::DecodeToAsn(der.getData2(), der.getSize(), consumed, r.log) : nullptr;
+             RefCountedObjectOwner backOwner(back);
+             if (ok) {
+                 EXPECT_TRUE(back && (isInt ? back->isInteger() && back->asnIntValue() == std::stoi(r.text())
+                                            : back->GetOid(text) && text.equals(r.text())));
+             }
+             return result(r, ok, [&] { return hexOf(der); });
          }}},
         // The signature codec's decoder: exactly one error line for a refusal. asnitem:int reads
         // the first element of a SEQUENCE as an unsigned INTEGER.
@@ -445,6 +455,12 @@ const std::map<std::string, Loader>& loaders() {
              r.out = std::string(x.tag()) + (content.getSize() ? " " : "") + content.getString();
              if (!ok) { EXPECT_TRUE(x.numChildren() == 0 && !x.getAttrValue("a", attr) && r.out.empty()); }
              return ok;
+         }}},
+        {"xml-tag", {kNoKey, [](Run& r) {
+             ClsXml x;
+             EXPECT_TRUE(x.loadXml(("<" + std::string(r.text()) + "/>").c_str()));
+             const bool folded = r.arg.rfind("i:", 0) == 0;
+             return x.tagMatches(r.arg.substr(folded ? 2 : 0).c_str(), folded);
          }}},
         {"ssh-uint32", sshLoader<unsigned>([](Run& r, unsigned& off, unsigned& v) { return SshMessage::parseUint32(r.db, off, v); })},
         {"ssh-string", sshLoader<StringBuffer>([](Run& r, unsigned& off, StringBuffer& s) {
