@@ -107,16 +107,6 @@ struct OracleCurve {
         BigNum::mp_set(out.z, 1);
     }
 
-    // A random scalar in [1, n).
-    void randomScalar(mp_int& k) const {
-        BnPtr order = newBn(), r = newBn();
-        toBn(n, order.get());
-        do {
-            BN_rand_range(r.get(), order.get());
-        } while (BN_is_zero(r.get()));
-        fromBn(r.get(), k);
-    }
-
     GroupPtr group;
     CtxPtr ctx;
     EccKey key;

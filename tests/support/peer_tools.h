@@ -2,18 +2,13 @@
 // Running the ecckey tool and the independent peers (openssl, ssh-keygen, puttygen, node) from
 // tests, in a private scratch directory, with their outputs and exit codes captured.
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
-#include <sstream>
 #include <string>
-#include <vector>
 
 namespace vn {
 namespace testing_peers {
@@ -72,32 +67,9 @@ public:
         std::ofstream(path(name), std::ios::binary) << bytes;
     }
 
-    // Runs the tool itself (no shell between) with the space-separated args, standard input from
-    // the named file; peakKb, when given, receives the tool's own peak resident size.
-    Result tool(const std::string& args, const std::string& stdinName = "", long* peakKb = nullptr) const {
-        std::vector<std::string> words{ECCKEY_TOOL_PATH};
-        std::istringstream split(args);
-        for (std::string w; split >> w;) words.push_back(w);
-        std::vector<char*> argv;
-        for (std::string& w : words) argv.push_back(&w[0]);
-        argv.push_back(nullptr);
-        const std::string in = stdinName.empty() ? "/dev/null" : path(stdinName);
-        const std::string out = path(".out"), err = path(".err");
-        const pid_t pid = fork();
-        if (pid == 0) {
-            const int fds[3] = {open(in.c_str(), O_RDONLY), open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600),
-                                open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600)};
-            for (int i = 0; i < 3; ++i) {
-                if (fds[i] < 0 || dup2(fds[i], i) < 0) _exit(127);
-            }
-            if (chdir(m_dir.c_str()) == 0) execv(argv[0], argv.data());
-            _exit(127);
-        }
-        int status = -1;
-        rusage usage{};
-        if (pid <= 0 || wait4(pid, &status, 0, &usage) != pid) status = -1;
-        if (peakKb != nullptr) *peakKb = usage.ru_maxrss;
-        return collect(status);
+    // Runs the tool with the space-separated args (plain words), standard input from the named file.
+    Result tool(const std::string& args, const std::string& stdinName = "") const {
+        return bash("", "exec \"$E\" " + args + " < " + (stdinName.empty() ? "/dev/null" : stdinName));
     }
 
     // Runs a bash script after the prelude, with the tool as "$E" and the given variables set.
