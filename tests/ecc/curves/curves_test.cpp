@@ -25,29 +25,9 @@ ts::BnPtr bn(const StringBuffer& hex) {
     return ts::BnPtr(v, BN_free);
 }
 
-// p, a, b, n and G equal OpenSSL's.
-TEST(Curves, EveryRecordAgainstOpenSsl) {
-    for (int i = 0; i < kNamedCurveCount; ++i) {
-        const NamedCurveParams& row = namedCurveAt(i);
-        SCOPED_TRACE(row.name);
-        EccCurve c;
-        LogBase log;
-        ASSERT_TRUE(c.loadCurveByName(row.name, log));
-        ts::GroupPtr named(EC_GROUP_new_by_curve_name(ts::nidOf(row.name)), EC_GROUP_free);
-        ts::BnPtr p = ts::newBn(), a = ts::newBn(), b = ts::newBn(), gx = ts::newBn(), gy = ts::newBn();
-        ASSERT_TRUE(EC_GROUP_get_curve(named.get(), p.get(), a.get(), b.get(), nullptr));
-        EC_POINT_get_affine_coordinates(named.get(), EC_GROUP_get0_generator(named.get()), gx.get(), gy.get(), nullptr);
-        std::vector<std::pair<const StringBuffer*, const BIGNUM*>> pairs = {
-            {&c.p, p.get()}, {&c.B, b.get()}, {&c.n, EC_GROUP_get0_order(named.get())}, {&c.Gx, gx.get()}, {&c.Gy, gy.get()}};
-        // a is stored for Brainpool only; elsewhere it is -3, or 0 on secp256k1, built into the engines.
-        if (c.hasA) pairs.push_back({&c.A, a.get()});
-        for (const auto& pair : pairs) EXPECT_EQ(BN_cmp(bn(*pair.first).get(), pair.second), 0) << pair.first->getString();
-    }
-}
-
-// The SSH identifier (curves without one of their own write nistp256) and the PuTTY key type,
-// which is appended; secp160r1 has none.
-TEST(Curves, SshAndPuttyNames) {
+// p, a, b, n and G equal OpenSSL's. The SSH identifier: curves without one of their own write
+// nistp256 (as does an empty record). The PuTTY key type is appended; secp160r1 has none.
+TEST(Curves, EveryRecordAgainstOpenSslAndItsSshNames) {
     struct Row {
         const char* curve;
         const char* ssh;
@@ -61,17 +41,27 @@ TEST(Curves, SshAndPuttyNames) {
         {"brainpoolp256r1", "nistp256", "brainpoolP256r1"}, {"brainpoolp320r1", "nistp256", "brainpoolP320r1"},
         {"brainpoolp384r1", "nistp256", "brainpoolP384r1"}, {"brainpoolp512r1", "nistp256", "brainpoolP512r1"},
     };
+    ASSERT_EQ(sizeof rows / sizeof rows[0], static_cast<std::size_t>(kNamedCurveCount));
     for (const Row& r : rows) {
+        SCOPED_TRACE(r.curve);
         EccCurve c;
         LogBase log;
         ASSERT_TRUE(c.loadCurveByName(r.curve, log));
-        EXPECT_STREQ(c.puttyCurveName(), r.ssh) << r.curve;
+        ts::GroupPtr named(EC_GROUP_new_by_curve_name(ts::nidOf(r.curve)), EC_GROUP_free);
+        ts::BnPtr p = ts::newBn(), a = ts::newBn(), b = ts::newBn(), gx = ts::newBn(), gy = ts::newBn();
+        ASSERT_TRUE(EC_GROUP_get_curve(named.get(), p.get(), a.get(), b.get(), nullptr));
+        EC_POINT_get_affine_coordinates(named.get(), EC_GROUP_get0_generator(named.get()), gx.get(), gy.get(), nullptr);
+        std::vector<std::pair<const StringBuffer*, const BIGNUM*>> pairs = {
+            {&c.p, p.get()}, {&c.B, b.get()}, {&c.n, EC_GROUP_get0_order(named.get())}, {&c.Gx, gx.get()}, {&c.Gy, gy.get()}};
+        // a is stored for Brainpool only; elsewhere it is -3, or 0 on secp256k1, built into the engines.
+        if (c.hasA) pairs.push_back({&c.A, a.get()});
+        for (const auto& pair : pairs) EXPECT_EQ(BN_cmp(bn(*pair.first).get(), pair.second), 0) << pair.first->getString();
+        EXPECT_STREQ(c.puttyCurveName(), r.ssh);
         StringBuffer out("x:");
-        EXPECT_EQ(c.getPpkType(out, log), r.ppk != nullptr) << r.curve;
-        EXPECT_EQ(std::string(out.getString()), (r.ppk ? "x:ecdsa-sha2-" + std::string(r.ppk) : "x:")) << r.curve;
+        EXPECT_EQ(c.getPpkType(out, log), r.ppk != nullptr);
+        EXPECT_EQ(std::string(out.getString()), (r.ppk ? "x:ecdsa-sha2-" + std::string(r.ppk) : "x:"));
         EXPECT_EQ(log.errors(), r.ppk ? std::vector<std::string>{} : std::vector<std::string>{"Unsupported ecdsa curve."});
     }
-    EXPECT_STREQ(EccCurve().puttyCurveName(), "nistp256");
 }
 
 TEST(Curves, WhatLoadingLeavesBehind) {
