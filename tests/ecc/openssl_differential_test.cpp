@@ -196,19 +196,6 @@ TEST(OpenSslDifferential, PublicPointsAndSharedSecrets) {
             EXPECT_EQ(key.m_keyType, 0);
             EXPECT_EQ(refused.errors().back(), "point multiply failed.");
         }
-
-        // From the generator: fieldBytes drawn once, big-endian.
-        const Bytes allOnes(static_cast<std::size_t>(c.fb), 0xFF);
-        for (const Bytes& drawn : {allOnes, prng.bytes(static_cast<std::size_t>(c.fb))}) {
-            ScriptedPrng scripted;
-            scripted.push(drawn);
-            scripted.failAfter(1);
-            EccKey key;
-            ASSERT_TRUE(key.generateNewKey(StringBuffer(c.name), scripted, log)) << log.render();
-            BnPtr k = bn(drawn);
-            EXPECT_EQ(hexOf(key.m_k), hex(c.k1 ? k.get() : c.mod(k.get()).get()));
-            c.expectPublicIs(key, k.get());
-        }
     }
 }
 
@@ -234,7 +221,6 @@ TEST(OpenSslDifferential, SignaturesBothWays) {
         BnPtr halfN = dup(c.n);
         BN_rshift1(halfN.get(), halfN.get());
         const unsigned fb = static_cast<unsigned>(c.fb);
-        const bool sizeRule = fb == 24 || fb == 32 || fb == 48 || fb == 64 || fb == 66;
 
         for (unsigned len : {20u, 32u, fb, 80u}) {
             Bytes digest = prng.bytes(len);
@@ -280,20 +266,6 @@ TEST(OpenSslDifferential, SignaturesBothWays) {
                 EXPECT_TRUE(c.k1 || form == kSsh || (BN_num_bits(r.get()) % 8 && BN_num_bits(s.get()) % 8));
                 BnPtr e = c.mod(bn(digest.data(), form == kSsh ? len : cut).get());
                 EXPECT_TRUE(c.theyVerify(c.theirDigest(e.get()), r.get(), s.get(), ec.get()));
-                if (form == kRaw) {  // without a split: only the known sizes are read
-                    bool valid = false;
-                    LogBase bySize;
-                    EXPECT_EQ(key.eccVerifyHash(p, sig.getSize(), false, digest.data(), len, valid, bySize, 0), sizeRule);
-                    EXPECT_EQ(valid, sizeRule);
-                    EXPECT_TRUE(sizeRule || bySize.errors().front() == "Unexpected size for R,S signature.");
-                    DataBuffer wrapped, rewrapped;
-                    ASSERT_EQ(EccKey::eccWrapSigAsn_forTls(sig, 0, wrapped, bySize), sizeRule);
-                    if (sizeRule) {  // raw by its size and DER both re-wrap to the canonical DER
-                        EXPECT_EQ(Bytes(wrapped.getData2(), wrapped.getData2() + wrapped.getSize()), i2d(r.get(), s.get()));
-                        ASSERT_TRUE(EccKey::eccWrapSigAsn_forTls(wrapped, 0, rewrapped, log));
-                        EXPECT_TRUE(wrapped.equals(rewrapped));
-                    }
-                }
             }
             if (c.k1 && len < 32) continue;
 
@@ -397,8 +369,8 @@ struct CaseMaker {
     }
     // u = (H*2^w + digit)*2^b + low. Before the digits at bit b join, a chain reading w bits at
     // a time holds 2^w*(H1 + c*H2) * 2^b*G; c = (sign*d1 - 2^w*H1) / (2^w*H2 - sign*d2) makes
-    // that sum sign*(d1*G + d2*Q), the entry about to be added (2-bit Shamir tables at w = 2
-    // and even b; other widths and positions land on wNAF and comb tables).
+    // that sum sign*(d1*G + d2*Q), the entry about to be added (the 2-bit Shamir table: w = 2,
+    // even b; the complete additions' own cases are the engine tests').
     void meet(int b, int w, unsigned d1, unsigned d2, int sign) {
         BnPtr limit = shifted(n, -(b + w)), c = newBn();
         if (BN_is_zero(limit.get())) return;
@@ -416,24 +388,15 @@ struct CaseMaker {
             op(num.get(), c.get(), '*'), withLow(h1.get(), b), withLow(h2.get(), b));
     }
     std::vector<Case> make() {
-        const int even = (bits - 4) / 2, top = (bits - 4) & ~1;
+        const int even = (bits - 4) / 2;
         for (int k = 0; k < 16; ++k) {
             const int m = k < 4 ? k : k < 8 ? even - (k - 4) : std::rand() % even;
             meet(2 * m, 2, unsigned(std::rand() % 4), 1 + unsigned(std::rand() % 3), k % 2 ? -1 : 1);
-        }
-        for (int k = 0; k < 8; ++k) {
-            const int w = 1 + std::rand() % 5;
-            meet(std::rand() % (bits - w - 1), w, 1 + 2 * unsigned(std::rand() % (1 << (w - 1))),
-                 1 + 2 * unsigned(std::rand() % (1 << (w - 1))), k % 2 ? -1 : 1);
         }
         BnPtr minusOne = op(word(0).get(), word(1).get(), '-');
         add("Q=G", word(1), below(n), below(n));
         add("Q=-G", minusOne, below(n), below(n));
         add("Q=2G", word(2), below(n), below(n));
-        // The top digits given, on the 2-bit window grid: 4G met at the second window, or equal digits.
-        add("Q=G, 4G met", word(1), withLow(word(5).get(), top), withLow(word(3).get(), top));
-        add("Q=2G, 4G met", word(2), withLow(word(4).get(), top), withLow(word(2).get(), top));
-        add("Q=-G, equal top digits", minusOne, withLow(word(7).get(), top), withLow(word(7).get(), top));
         BnPtr c = below(n), u2 = below(n), cu2 = op(c.get(), u2.get(), '*');
         add("u1*G == u2*Q", c, cu2, u2);
         add("u1*G == -u2*Q", c, op(word(0).get(), cu2.get(), '-'), u2);
@@ -476,7 +439,7 @@ TEST(OpenSslDifferential, VerificationCornerCasesGetOpenSslsVerdict) {
             EXPECT_EQ(ran && valid, theirs) << "ran=" << ran << "\n" << log.render();
             ++checked;
         }
-        EXPECT_GE(checked, 20) << c.name;
+        EXPECT_GE(checked, 18) << c.name;
     }
 }
 
