@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -32,13 +31,11 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-std::string hexOf(const unsigned char* p, std::size_t n) {
-    static const char kHex[] = "0123456789ABCDEF";
-    std::string s;
-    for (std::size_t i = 0; i < n; ++i) s += {kHex[p[i] >> 4], kHex[p[i] & 15]};
-    return s;
+std::string hexOf(const DataBuffer& db) {
+    StringBuffer sb;
+    EXPECT_TRUE(db.encodeDB("hex", sb));
+    return sb.getString();
 }
-std::string hexOf(const DataBuffer& db) { return db.getSize() ? hexOf(db.getData2(), db.getSize()) : ""; }
 std::string hexOf(const mp_int& v) {
     DataBuffer db;
     BigNum::mpint_to_db(v, db);
@@ -60,12 +57,6 @@ Bytes fixedBytes(const mp_int& v, unsigned width) {
     if (b.size() < width) b.insert(b.begin(), width - b.size(), 0);
     return b;
 }
-// Control and non-ASCII bytes as \xNN, for printing what a row saw.
-std::string escape(const std::string& s) {
-    std::string o;
-    for (const char c : s) o += c >= 0x20 && c < 0x7F ? std::string(1, c) : "\\x" + hexOf(reinterpret_cast<const unsigned char*>(&c), 1);
-    return o;
-}
 
 // Identifier and minimal definite length of an element with n content bytes.
 Bytes derHeader(unsigned char tag, std::size_t n) {
@@ -81,18 +72,14 @@ Bytes be32(std::size_t n) {
             static_cast<unsigned char>(n)};
 }
 
-// depth SEQUENCEs around one INTEGER, headers computed inside out without copying the body.
+// depth SEQUENCEs around one INTEGER, built back to front so no level copies the body.
 Bytes nested(std::size_t depth) {
-    std::vector<Bytes> headers(depth);
-    std::size_t len = 3;
-    for (std::size_t i = depth; i-- > 0;) {
-        headers[i] = derHeader(0x30, len);
-        len += headers[i].size();
+    Bytes reversed{0x01, 0x01, 0x02};
+    for (std::size_t i = 0; i < depth; ++i) {
+        const Bytes h = derHeader(0x30, reversed.size());
+        reversed.insert(reversed.end(), h.rbegin(), h.rend());
     }
-    Bytes out;
-    out.reserve(len);
-    for (const Bytes& h : headers) out.insert(out.end(), h.begin(), h.end());
-    return out + Bytes{0x02, 0x01, 0x01};
+    return Bytes(reversed.rbegin(), reversed.rend());
 }
 
 // Each request filled with one byte, the next byte on the next call: the fixture signatures
@@ -324,14 +311,6 @@ bool reencoded(Tree* tree, unsigned consumed, Run& r, Encode encode) {
     return tree != nullptr;
 }
 
-bool jwkLoad(Run& r) {
-    ClsJsonObject json;
-    EXPECT_TRUE(json.load(r.text()));
-    const bool ok = r.key.loadAnyJwk(json, r.log);
-    for (const auto& e : r.log.entries()) { EXPECT_EQ(e.context.rfind("loadAnyJwk_ecc", 0), 0u) << e.text; }
-    return ok;
-}
-
 const std::map<std::string, Loader>& loaders() {
     static const std::map<std::string, Loader> table = {
         {"der", keyLoader([](Run& r) { return r.key.loadEccDer(r.db, r.log); })},
@@ -347,7 +326,11 @@ const std::map<std::string, Loader>& loaders() {
              return r.key.loadPrivateFromPuttySsh(r.arg.c_str(), fill(DataBuffer(), fx().parts[fx().prefix(r.arg) + "point"]), r.db, r.log);
          })},
         // A refused JWK is never typed private, but a "d" read before the refusal stays in k.
-        {"jwk", keyLoader(jwkLoad, kNotTypedPrivate)},
+        {"jwk", keyLoader([](Run& r) {
+             ClsJsonObject json;
+             EXPECT_TRUE(json.load(r.text()));
+             return r.key.loadAnyJwk(json, r.log);
+         }, kNotTypedPrivate)},
         {"xml-key", keyLoader([](Run& r) {
              ClsXml xml;
              EXPECT_TRUE(xml.loadXml(r.text()));
@@ -428,7 +411,6 @@ const std::map<std::string, Loader>& loaders() {
                  mp_int v;
                  return result(r, item && item->getSubItem_doNotDelete(0)->get_mp(v, r.log), [&] { return hexOf(v); });
              }
-             if (!item && !r.null) { EXPECT_EQ(r.log.errors().size(), 1u); }
              return reencoded(item.get(), consumed, r, [](vn_asnItem& i, DataBuffer& out) { return DerCodec::itemToDer(i, out); });
          }}},
         // Refused: one "JSON: " line, and the object emptied.
@@ -467,9 +449,7 @@ const std::map<std::string, Loader>& loaders() {
              s.append("stale");
              return SshMessage::parseString(r.db, off, s);
          })},
-        {"ssh-binary", sshLoader<DataBuffer>([](Run& r, unsigned& off, DataBuffer& v) {
-             return SshMessage::parseBinaryString(r.db, off, v, r.log);
-         })},
+        {"ssh-binary", sshLoader<DataBuffer>([](Run& r, unsigned& off, DataBuffer& v) { return SshMessage::parseBinaryString(r.db, off, v, r.log); })},
         {"ssh-mpint", sshLoader<mp_int>([](Run& r, unsigned& off, mp_int& v) { return SshMessage::parseMpInt(r.db, off, v, r.log); })},
         // A failed decode leaves what the buffer held before.
         {"decode", {kNoKey, [](Run& r) {
@@ -492,7 +472,6 @@ const std::map<std::string, Loader>& loaders() {
 struct Row {
     std::string where, loader, arg, input, expect;
     Bytes bytes;
-    bool null = false;
 };
 
 std::string trim(const std::string& s) {
@@ -506,7 +485,7 @@ std::vector<Row> expand(const std::string& where, const std::string& line) {
     const std::string loader = trim(line.substr(0, a));
     const std::size_t colon = loader.find(':');
     Row row{where, loader.substr(0, colon), colon == std::string::npos ? "" : loader.substr(colon + 1), "",
-            trim(line.substr(b + 3)), {}, false};
+            trim(line.substr(b + 3)), {}};
     std::string input = b >= a + 3 ? trim(line.substr(a + 3, b - a - 3)) : "";  // "x | | y": empty
     std::vector<std::string> mods;
     for (std::size_t m; (m = input.rfind(" ^")) != std::string::npos;) {
@@ -514,9 +493,8 @@ std::vector<Row> expand(const std::string& where, const std::string& line) {
         input = trim(input.substr(0, m));
     }
     row.input = input;
-    row.null = input == "null";
     std::size_t at = 0;
-    row.bytes = row.null ? Bytes() : input.rfind("t:", 0) == 0 ? parseText(input.substr(2)) : parseBytes(input, at, 0);
+    row.bytes = input == "null" ? Bytes() : input.rfind("t:", 0) == 0 ? parseText(input.substr(2)) : parseBytes(input, at, 0);
     if (mods.empty()) return {row};
     std::vector<Row> rows;
     auto variant = [&](std::size_t cut, std::size_t flip, unsigned x, const std::string& note) {
@@ -541,16 +519,6 @@ std::vector<Row> expand(const std::string& where, const std::string& line) {
     return rows;
 }
 
-std::vector<std::string> split(const std::string& s, const std::string& sep) {
-    std::vector<std::string> parts;
-    for (std::size_t at = 0;;) {
-        const std::size_t next = s.find(sep, at);
-        parts.push_back(s.substr(at, next - at));
-        if (next == std::string::npos) return parts;
-        at = next + sep.size();
-    }
-}
-
 // A log line as an expectation element spells it.
 std::string spelled(const LogBase::Entry& e) {
     return e.kind == LogBase::Kind::Data ? "$" + e.name + "=" + e.text : e.context + "::" + e.text;
@@ -558,12 +526,12 @@ std::string spelled(const LogBase::Entry& e) {
 
 // The log's lines in order, for a failure message.
 std::string observed(const Run& r, bool ok) {
-    if (ok) return "ok " + escape(r.out);
+    if (ok) return "ok " + r.out;
     std::string s;
     for (const auto& e : r.log.entries()) {
         if (e.kind != LogBase::Kind::Info) s += (s.empty() ? "" : " > ") + spelled(e);
     }
-    return (s.empty() ? "silent" : s) + " %" + escape(r.out);
+    return (s.empty() ? "silent" : s) + " %" + r.out;
 }
 
 std::string asText(const std::string& expect) {
@@ -577,8 +545,10 @@ std::string asText(const std::string& expect) {
 bool matches(const Run& r, const std::string& expect) {
     const bool exact = expect[0] == '=';
     const auto& entries = r.log.entries();
+    const std::string list = expect.substr(exact ? 1 : 0) + " > ";
     std::size_t at = 0, errorElements = 0;
-    for (std::string el : split(expect.substr(exact ? 1 : 0), " > ")) {
+    for (std::size_t from = 0, to; (to = list.find(" > ", from)) != std::string::npos; from = to + 3) {
+        const std::string el = list.substr(from, to - from);
         const bool any = el == "any", silent = el == "silent";
         if (el[0] == '%' ? r.out != asText(el.substr(1)) : (silent && !entries.empty()) || (any && r.log.errors().empty())) return false;
         if (el[0] == '%' || any || silent) continue;
@@ -596,7 +566,7 @@ void runRow(const Row& row) {
     SCOPED_TRACE(row.where + ": " + row.loader + (row.arg.empty() ? "" : ":" + row.arg) + " | " + row.input);
     auto it = loaders().find(row.loader);
     ASSERT_NE(it, loaders().end()) << "unknown loader";
-    Run r(row.arg, row.bytes, row.null);
+    Run r(row.arg, row.bytes, row.input == "null");
     if (it->second.first != kNoKey) r.key.copyFromEccKey(fx().p256);
     const bool ok = it->second.second(r);
     const std::string& ex = row.expect;
@@ -615,28 +585,23 @@ void runRow(const Row& row) {
     if (ex != "either") { EXPECT_TRUE(matches(r, ex)) << "  want: " << ex << why; }
 }
 
-// The folder can be overridden to run one file alone.
-std::string dataDir() { return std::getenv("ECCKEY_INPUTS_DATA") ? std::getenv("ECCKEY_INPUTS_DATA") : ECCKEY_INPUTS_DATA; }
+const std::string dataDir = ECCKEY_INPUTS_DATA;
 
 TEST(Inputs, EveryDataLine) {
     std::vector<std::string> files;
-    for (const auto& e : std::filesystem::directory_iterator(dataDir())) {
+    for (const auto& e : std::filesystem::directory_iterator(dataDir)) {
         if (e.path().extension() == ".txt" && e.path().filename() != "README.txt") files.push_back(e.path().filename());
     }
     std::sort(files.begin(), files.end());
-    ASSERT_FALSE(files.empty()) << dataDir();
-    std::size_t count = 0;
+    ASSERT_FALSE(files.empty()) << dataDir;
     for (const std::string& file : files) {
-        std::ifstream in(dataDir() + "/" + file);
+        std::ifstream in(dataDir + "/" + file);
         std::string line;
         for (int n = 1; std::getline(in, line); ++n) {
             if (trim(line).empty() || trim(line)[0] == '#') continue;
-            const std::vector<Row> rows = expand(file + ":" + std::to_string(n), line);
-            for (const Row& row : rows) runRow(row);
-            count += rows.size();
+            for (const Row& row : expand(file + ":" + std::to_string(n), line)) runRow(row);
         }
     }
-    std::printf("%zu cases from %zu files\n", count, files.size());
 }
 
 }  // namespace
