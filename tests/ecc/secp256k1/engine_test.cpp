@@ -83,7 +83,10 @@ bool ordersLike(const T& a, const T& b, int cmp) {
 
 TEST(Unsigned256, EveryOperationMatchesGmp) {
     std::printf("seed %llu\n", static_cast<unsigned long long>(kSeed));
-    Mpz za, zb, zr, two256;
+    // Hex text in both cases, every digit.
+    const char* text = "0123456789abcdefFEDCBA9876543210000000010000000000000000DeadBeef";
+    Mpz za(text), zb, zr, two256;
+    EXPECT_EQ(U256(text), toU(za)) << "hex text";
     mpz_setbit(two256, 256);
     const std::vector<U256> ops = operands(24);
     for (const U256& a : ops) {
