@@ -236,10 +236,12 @@ TEST(EngineRoutines, RefuseWhatTheyCannotCarry) {
     mp_int kA, kB;
     BigNum::mp_set(kB, 1);
     EccPoint out;
-    ASSERT_TRUE(BigNum::mpint_from_bytes(kA, big.data(), 257));
-    EXPECT_FALSE(c.key.mul2add(c.G, kA, c.G, kB, out, c.ma(), c.p, log));
-    ASSERT_TRUE(BigNum::mpint_from_bytes(kA, big.data(), 256));
-    EXPECT_TRUE(c.key.mul2add(c.G, kA, c.G, kB, out, c.ma(), c.p, log));
+    // Either scalar, in either place: 256 bytes fit, 257 do not.
+    for (unsigned len : {257u, 256u}) {
+        ASSERT_TRUE(BigNum::mpint_from_bytes(kA, big.data(), static_cast<int>(len)));
+        EXPECT_EQ(c.key.mul2add(c.G, kA, c.G, kB, out, c.ma(), c.p, log), len == 256) << len;
+        EXPECT_EQ(c.key.mul2add(c.G, kB, c.G, kA, out, c.ma(), c.p, log), len == 256) << len;
+    }
     mp_int even;
     BigNum::mp_set(even, 1000);
     EXPECT_FALSE(pointMult_tmr(kB, c.G, out, nullptr, even, log));
