@@ -1,7 +1,7 @@
 // The tool's input detection: every form it recognises, from the bytes alone. The first byte
 // picks the curve hint (none, or one of the named curves); the rest is the file.
 #include "FuzzCommon.h"
-#include "tools/KeyReader.h"
+#include "keyfile/KeyReader.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 1) return 0;
@@ -12,7 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     vn::LogNull log;
     vn::EccKey key;
     std::string form;
-    if (!vn::cli::readKey(input, hint, key, form, log)) {
+    if (!vn::keyfile::readKey(input, hint, key, form, log)) {
         fuzz::checkFailedLoad(key, "readKey");
         return 0;
     }

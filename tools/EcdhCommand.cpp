@@ -3,7 +3,7 @@
 
 #include "tools/Cli.h"
 #include "tools/Commands.h"
-#include "tools/KeyReader.h"
+#include "keyfile/KeyReader.h"
 
 namespace vn {
 namespace cli {
@@ -22,7 +22,7 @@ bool loadFrom(const std::string& path, const std::string& curveHint, EccKey& key
     DataBuffer bytes;
     std::string form;
     if (!readInput(path, bytes, kMaxKeyBytes, error)) return false;
-    if (readKey(bytes, curveHint, key, form, log)) return true;
+    if (keyfile::readKey(bytes, curveHint, key, form, log)) return true;
     error = "cannot read the key in " + path + " (looked like: " + form + ")";
     return false;
 }

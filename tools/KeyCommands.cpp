@@ -6,8 +6,8 @@
 #include "host/BigNum.h"
 #include "tools/Cli.h"
 #include "tools/Commands.h"
-#include "tools/KeyReader.h"
-#include "tools/KeyWriter.h"
+#include "keyfile/KeyReader.h"
+#include "keyfile/KeyWriter.h"
 
 namespace vn {
 namespace cli {
@@ -16,7 +16,7 @@ namespace {
 
 std::string formsHelp() {
     std::string text = "Output forms (--to):\n";
-    for (const OutputForm& f : outputForms()) {
+    for (const keyfile::OutputForm& f : keyfile::outputForms()) {
         std::string name = f.name;
         name.resize(20, ' ');
         text += "  " + name + f.description + (f.needsPrivate ? " [private keys]" : "") + "\n";
@@ -34,7 +34,7 @@ const char kInputHelp[] =
 int emit(const char* command, EccKey& key, const std::string& form, LogBase& log, bool verbose) {
     DataBuffer out;
     std::string message;
-    if (!writeKey(key, form, out, message, log)) {
+    if (!keyfile::writeKey(key, form, out, message, log)) {
         reportFailure(command, message.empty() ? "cannot write the key as " + form : message, log, verbose);
         return kBadInput;
     }
@@ -67,7 +67,7 @@ int loadKeyArgs(const char* command, const char* usage, int argc, char** argv, i
         return kBadInput;
     }
     std::string form;
-    if (!readKey(input, args.getOr("curve", ""), key, form, log)) {
+    if (!keyfile::readKey(input, args.getOr("curve", ""), key, form, log)) {
         reportFailure(command, "cannot read a key from " + (path == "-" ? std::string("standard input") : path) +
                                    " (looked like: " + form + ")",
                       log, args.verbose);

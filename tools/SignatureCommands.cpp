@@ -9,7 +9,7 @@
 #include "host/SshMessage.h"
 #include "tools/Cli.h"
 #include "tools/Commands.h"
-#include "tools/KeyReader.h"
+#include "keyfile/KeyReader.h"
 
 namespace vn {
 namespace cli {
@@ -90,7 +90,7 @@ int prepare(const char* command, const char* usage, bool needsSig, int argc, cha
         return kBadInput;
     }
     std::string form;
-    if (!readKey(keyBytes, args.getOr("curve", ""), key, form, log)) {
+    if (!keyfile::readKey(keyBytes, args.getOr("curve", ""), key, form, log)) {
         reportFailure(command, "cannot read the key in " + *args.get("key") + " (looked like: " + form + ")", log,
                       args.verbose);
         return kBadInput;

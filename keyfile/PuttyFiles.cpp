@@ -7,10 +7,10 @@
 
 #include "host/Hash.h"
 #include "host/SshMessage.h"
-#include "tools/KeyReader.h"
+#include "keyfile/KeyReader.h"
 
 namespace vn {
-namespace cli {
+namespace keyfile {
 
 namespace {
 
@@ -170,5 +170,5 @@ bool loadPuttyPpk(const char* text, EccKey& key, LogBase& log) {
     return scalarMatchesPoint(key, log);
 }
 
-}  // namespace cli
+}  // namespace keyfile
 }  // namespace vn

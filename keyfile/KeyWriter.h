@@ -7,7 +7,7 @@
 #include "ecc/EccKey.h"
 
 namespace vn {
-namespace cli {
+namespace keyfile {
 
 struct OutputForm {
     const char* name;
@@ -29,5 +29,5 @@ bool writeKey(EccKey& key, const std::string& formName, DataBuffer& out, std::st
 // other curves would be read back as secp256r1.
 const char* sshIdentifierOf(const EccKey& key);
 
-}  // namespace cli
+}  // namespace keyfile
 }  // namespace vn

@@ -1,4 +1,4 @@
-#include "tools/KeyReader.h"
+#include "keyfile/KeyReader.h"
 
 #include <cstring>
 
@@ -8,7 +8,7 @@
 #include "host/Xml.h"
 
 namespace vn {
-namespace cli {
+namespace keyfile {
 
 bool scalarMatchesPoint(EccKey& key, LogBase& log) {
     EccKey check;
@@ -134,5 +134,5 @@ bool readKey(const DataBuffer& input, const std::string& curveHint, EccKey& key,
     return false;
 }
 
-}  // namespace cli
+}  // namespace keyfile
 }  // namespace vn

@@ -1,4 +1,4 @@
-#include "tools/KeyWriter.h"
+#include "keyfile/KeyWriter.h"
 
 #include <cstring>
 
@@ -6,7 +6,7 @@
 #include "host/Pem.h"
 
 namespace vn {
-namespace cli {
+namespace keyfile {
 
 const std::vector<OutputForm>& outputForms() {
     static const std::vector<OutputForm> forms = {
@@ -151,5 +151,5 @@ bool writeKey(EccKey& key, const std::string& formName, DataBuffer& out, std::st
     return sha256Fingerprint(key, out, log);
 }
 
-}  // namespace cli
+}  // namespace keyfile
 }  // namespace vn

@@ -6,7 +6,7 @@
 #include "ecc/EccKey.h"
 
 namespace vn {
-namespace cli {
+namespace keyfile {
 
 // Recognises and loads: PEM (SEC1 "EC PRIVATE KEY", PKCS#8 "PRIVATE KEY", "PUBLIC KEY", an
 // "EC PARAMETERS" block in front being skipped), DER, JWK, the three XML forms, raw
@@ -31,5 +31,5 @@ bool scalarMatchesPoint(EccKey& key, LogBase& log);
 // "nistk256", which the table does not know as a name of secp256k1.
 std::string curveNameForSshId(const std::string& sshId);
 
-}  // namespace cli
+}  // namespace keyfile
 }  // namespace vn

@@ -4,10 +4,10 @@
 #include <cstring>
 
 #include "host/SshMessage.h"
-#include "tools/KeyReader.h"
+#include "keyfile/KeyReader.h"
 
 namespace vn {
-namespace cli {
+namespace keyfile {
 
 std::string curveNameForSshId(const std::string& sshId) { return sshId == "nistk256" ? "secp256k1" : sshId; }
 
@@ -108,5 +108,5 @@ bool loadOpenSshPrivateFile(const DataBuffer& file, EccKey& key, LogBase& log) {
     return scalarMatchesPoint(key, log);
 }
 
-}  // namespace cli
+}  // namespace keyfile
 }  // namespace vn
