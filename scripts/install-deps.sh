@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what building and testing ecckey needs on a fresh Debian 12 machine: the compiler
-# and CMake, libcrypto and libargon2 for the key-file layer, GoogleTest, and the peers the tests check against (GMP, OpenSSL, OpenSSH's
-# ssh-keygen, PuTTY's puttygen, Node.js), and clang with libFuzzer for the fuzz targets.
+# and CMake, libcrypto and libargon2 for the key-file layer, GoogleTest, the peers the tests
+# check against (GMP, OpenSSL, OpenSSH's ssh-keygen, PuTTY's puttygen, Node.js), and clang with
+# libFuzzer for the fuzz targets.
 # Packages already present are left alone, so this is quick (and offline) on a prepared machine.
 set -euo pipefail
 
