@@ -85,8 +85,41 @@ bool loadHex(const StringBuffer& text, const std::string& curveHint, EccKey& key
 
 }  // namespace
 
-bool readKey(const DataBuffer& input, const std::string& curveHint, EccKey& key, std::string& form, LogBase& log) {
+const char* const kNeedPassphrase = "the key file is encrypted: a passphrase is needed";
+const char* const kWrongPassphrase = "wrong passphrase or corrupt file";
+
+namespace {
+
+// Width and curve equation: the key object's own loaders take any point by design, so this is
+// where a user's file is judged.
+bool pointOnCurve(EccKey& key, LogBase& log) {
+    mp_int p;
+    if (BigNum::mp_read_radix(p, key.m_curve.p.getString(), 16) && BigNum::mp_cmp(key.m_pubPoint.x, p) < 0 &&
+        BigNum::mp_cmp(key.m_pubPoint.y, p) < 0 && !key.m_pubPoint.x.isNegative() &&
+        !key.m_pubPoint.y.isNegative() && key.isPoint(log)) {
+        return true;
+    }
+    log.LogError("The public point is not on the curve.");
+    key.clearEccKey();
+    return false;
+}
+
+bool detectAndLoad(const DataBuffer& input, const ReadOptions& options, EccKey& key, std::string& form, LogBase& log);
+
+}  // namespace
+
+bool readKey(const DataBuffer& input, const ReadOptions& options, EccKey& key, std::string& found, LogBase& log) {
     LogContextExitor ctx(log, "readKey");
+    if (!detectAndLoad(input, options, key, found, log)) {
+        key.clearEccKey();
+        return false;
+    }
+    return pointOnCurve(key, log);
+}
+
+namespace {
+
+bool detectAndLoad(const DataBuffer& input, const ReadOptions& options, EccKey& key, std::string& form, LogBase& log) {
     key.clearEccKey();
     form = "unrecognised";
     StringBuffer text;
@@ -121,7 +154,7 @@ bool readKey(const DataBuffer& input, const std::string& curveHint, EccKey& key,
     }
     if (isHexText(text)) {
         form = "raw hexadecimal";
-        return loadHex(text, curveHint, key, log);
+        return loadHex(text, options.curveHint, key, log);
     }
     if (input.getSize() > 0 && input.byteAt(0) == 0x30) {
         form = "DER";
@@ -133,6 +166,8 @@ bool readKey(const DataBuffer& input, const std::string& curveHint, EccKey& key,
     log.LogError("The input is not a key in any form this tool reads.");
     return false;
 }
+
+}  // namespace
 
 }  // namespace keyfile
 }  // namespace vn

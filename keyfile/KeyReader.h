@@ -8,14 +8,27 @@
 namespace vn {
 namespace keyfile {
 
+// What a caller may add to the bytes of a key file.
+struct ReadOptions {
+    // The curve of a raw hexadecimal scalar or point, where the length alone cannot tell.
+    std::string curveHint;
+    // The passphrase of an encrypted file; null when none was given.
+    const DataBuffer* passphrase = nullptr;
+};
+
 // Recognises and loads: PEM (SEC1 "EC PRIVATE KEY", PKCS#8 "PRIVATE KEY", "PUBLIC KEY", an
 // "EC PARAMETERS" block in front being skipped), DER, JWK, the three XML forms, raw
-// hexadecimal (a scalar or an X9.63 point; curveHint names the curve where the length alone
-// cannot), an OpenSSH public key line, an unencrypted OpenSSH private key file and an
-// unencrypted PuTTY .ppk file (versions 2 and 3). form receives the name of what was found.
-// False with error lines in the log (the library's, and the tool's own in the context
-// "readKey") when nothing loads.
-bool readKey(const DataBuffer& input, const std::string& curveHint, EccKey& key, std::string& form, LogBase& log);
+// hexadecimal (a scalar or an X9.63 point), an OpenSSH public key line, an OpenSSH private
+// key file and a PuTTY .ppk file (versions 2 and 3). found receives what was found. The public
+// point is checked against the curve before the key is handed back. False with error lines
+// in the log (the library's, and the layer's own in the context "readKey") and the key cleared
+// when nothing loads.
+bool readKey(const DataBuffer& input, const ReadOptions& options, EccKey& key, std::string& found, LogBase& log);
+
+// The line a refused file logs when it is encrypted and no passphrase was given, and the one
+// for a passphrase that does not open it; a caller may ask for a passphrase on the first.
+extern const char* const kNeedPassphrase;
+extern const char* const kWrongPassphrase;
 
 // Loaders of the SSH-family files, given the text.
 bool loadOpenSshPublicLine(const std::string& line, EccKey& key, LogBase& log);

@@ -60,7 +60,8 @@ void roundTripForms(EccKey& key, Row& row, LogBase& log) {
         std::string message, detected;
         EccKey back;
         // Raw hexadecimal carries no curve; the demo names it, as a user would with --curve.
-        const std::string hint = name == "raw-hex" ? key.m_curve.name.getString() : "";
+        keyfile::ReadOptions hint;
+        if (name == "raw-hex") hint.curveHint = key.m_curve.name.getString();
         const bool isPrivateForm = form.needsPrivate || name == "jwk" || name == "xml" || name == "raw-hex";
         if (keyfile::writeKey(key, name, out, message, log) && keyfile::readKey(out, hint, back, detected, log) &&
             sameKey(key, back, isPrivateForm)) {

@@ -6,7 +6,7 @@
 #include "host/BigNum.h"
 #include "tools/Cli.h"
 #include "tools/Commands.h"
-#include "keyfile/KeyReader.h"
+#include "tools/KeyInput.h"
 #include "keyfile/KeyWriter.h"
 
 namespace vn {
@@ -51,7 +51,8 @@ int emit(const char* command, EccKey& key, const std::string& form, LogBase& log
 int loadKeyArgs(const char* command, const char* usage, int argc, char** argv, int first, Args& args, EccKey& key,
                 LogBase& log) {
     std::string error;
-    if (!parseArgs(argc, argv, first, {"--to", "--curve"}, {}, args, error) || args.positional.size() > 1) {
+    if (!parseArgs(argc, argv, first, {"--to", "--curve", kPassinOption}, {}, args, error) ||
+        args.positional.size() > 1) {
         if (error.empty()) error = "more than one input file";
         std::fprintf(stderr, "ecckey %s: %s\n\n%s", command, error.c_str(), usage);
         return kBadInput;
@@ -60,17 +61,9 @@ int loadKeyArgs(const char* command, const char* usage, int argc, char** argv, i
         std::printf("%s\n%s\n%s", usage, kInputHelp, formsHelp().c_str());
         return kOk;
     }
-    const std::string path = args.positional.empty() ? "-" : args.positional[0];
-    DataBuffer input;
-    if (!readInput(path, input, kMaxKeyBytes, error)) {
-        std::fprintf(stderr, "ecckey %s: %s\n", command, error.c_str());
-        return kBadInput;
-    }
     std::string form;
-    if (!keyfile::readKey(input, args.getOr("curve", ""), key, form, log)) {
-        reportFailure(command, "cannot read a key from " + (path == "-" ? std::string("standard input") : path) +
-                                   " (looked like: " + form + ")",
-                      log, args.verbose);
+    if (!readKeyFile(args.positional.empty() ? "-" : args.positional[0], args, key, form, error, log)) {
+        reportFailure(command, error, log, args.verbose);
         return kBadInput;
     }
     log.LogDataStr("inputForm", form.c_str());
