@@ -42,8 +42,8 @@ struct Prf {
 };
 
 const Prf kPrfs[] = {
-    {"1.2.840.113549.2.7", "SHA1", EVP_sha1},     {"1.2.840.113549.2.8", "SHA224", EVP_sha224},
-    {kHmacWithSha256, "SHA256", EVP_sha256},      {"1.2.840.113549.2.10", "SHA384", EVP_sha384},
+    {"1.2.840.113549.2.7", "SHA1", EVP_sha1},      {"1.2.840.113549.2.8", "SHA224", EVP_sha224},
+    {kHmacWithSha256, "SHA256", EVP_sha256},       {"1.2.840.113549.2.10", "SHA384", EVP_sha384},
     {"1.2.840.113549.2.11", "SHA512", EVP_sha512},
 };
 
@@ -83,7 +83,9 @@ int positiveInt(_vnAsn1* node) {
     return v > 0 ? v : 0;
 }
 
-bool octets(_vnAsn1* node, DataBuffer& out) { return node != nullptr && node->isOctetString() && node->getAsnContent(out); }
+bool octets(_vnAsn1* node, DataBuffer& out) {
+    return node != nullptr && node->isOctetString() && node->getAsnContent(out);
+}
 
 bool parsePbkdf2(_vnAsn1* params, Pbes2& h, LogBase& log) {
     const int parts = params != nullptr && params->isSequence() ? params->numAsnParts() : 0;
@@ -131,8 +133,8 @@ bool parseScrypt(_vnAsn1* params, Pbes2& h, LogBase& log) {
         log.LogError("The scrypt parameters are malformed (salt, N, r, p, key length).");
         return false;
     }
-    const std::uint64_t memory = 128u * static_cast<std::uint64_t>(h.r) *
-                                 (static_cast<std::uint64_t>(h.n) + static_cast<std::uint64_t>(h.p));
+    const std::uint64_t memory =
+        128u * static_cast<std::uint64_t>(h.r) * (static_cast<std::uint64_t>(h.n) + static_cast<std::uint64_t>(h.p));
     if ((h.n & (h.n - 1)) != 0 || h.n < 2 || memory > kMaxScryptMemory) {
         log.LogError("The scrypt cost parameters are invalid or beyond any sensible setting.");
         return false;
@@ -151,8 +153,9 @@ bool parseHeader(_vnAsn1* root, Pbes2& h, DataBuffer& encrypted, LogBase& log) {
     }
     StringBuffer oid;
     if (!oidIs(alg->getAsnPart(0), kPbes2, oid)) {
-        log.LogError("The key is encrypted with an old PBES1 or PKCS#12 scheme; only PBES2 is read (re-encrypt it "
-                     "with openssl pkcs8 -topk8 -v2 aes256).");
+        log.LogError(
+            "The key is encrypted with an old PBES1 or PKCS#12 scheme; only PBES2 is read (re-encrypt it "
+            "with openssl pkcs8 -topk8 -v2 aes256).");
         log.LogDataSb("scheme", oid);
         return false;
     }
@@ -355,8 +358,8 @@ bool encryptPkcs8(const DataBuffer& plainPkcs8Der, const DataBuffer& passphrase,
     der.clear();
     const CbcCipher& cipher = *findCbcCipher("aes-256-cbc");
     DataBuffer salt, iv;
-    if (!prng.genRandomBytes(16, salt, log) || !prng.genRandomBytes(cipher.ivLen, iv, log) ||
-        salt.getSize() != 16 || iv.getSize() != cipher.ivLen) {
+    if (!prng.genRandomBytes(16, salt, log) || !prng.genRandomBytes(cipher.ivLen, iv, log) || salt.getSize() != 16 ||
+        iv.getSize() != cipher.ivLen) {
         log.LogError("No random bytes for the salt and IV.");
         return false;
     }
@@ -400,8 +403,8 @@ bool encryptPkcs8(const DataBuffer& plainPkcs8Der, const DataBuffer& passphrase,
     return ok;
 }
 
-bool writeEncryptedPkcs8Pem(EccKey& key, const DataBuffer& passphrase, _vnPrng& prng, StringBuffer& pem,
-                            LogBase& log, unsigned iterations) {
+bool writeEncryptedPkcs8Pem(EccKey& key, const DataBuffer& passphrase, _vnPrng& prng, StringBuffer& pem, LogBase& log,
+                            unsigned iterations) {
     DataBuffer plain, der;
     plain.setSecure(true);
     pem.clear();

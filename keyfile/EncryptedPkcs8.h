@@ -47,8 +47,8 @@ bool encryptPkcs8(const DataBuffer& plainPkcs8Der, const DataBuffer& passphrase,
 // The key's PKCS#8 encrypted by encryptPkcs8 and armoured as PEM "ENCRYPTED PRIVATE KEY",
 // 64-character lines ending in LF. pem is replaced. False with an error line for a key
 // without its private part or when encryption fails.
-bool writeEncryptedPkcs8Pem(EccKey& key, const DataBuffer& passphrase, _vnPrng& prng, StringBuffer& pem,
-                            LogBase& log, unsigned iterations = kPkcs8WriteIterations);
+bool writeEncryptedPkcs8Pem(EccKey& key, const DataBuffer& passphrase, _vnPrng& prng, StringBuffer& pem, LogBase& log,
+                            unsigned iterations = kPkcs8WriteIterations);
 
 // The CBC ciphers passphrase-protected key files use.
 struct CbcCipher {

@@ -22,10 +22,10 @@ enum Reader { kPkcs8Pem, kPkcs8Der, kTraditional };
 
 struct Row {
     const char* curve;
-    const char* make;      // writes enc from k.pem with the passphrase $P
+    const char* make;  // writes enc from k.pem with the passphrase $P
     Reader reader;
-    const char* found;     // what the reader reports, for files it reads
-    const char* refusal;   // the error line, for files it refuses
+    const char* found;    // what the reader reports, for files it reads
+    const char* refusal;  // the error line, for files it refuses
 };
 
 const char kPk8[] = "openssl pkcs8 -topk8 -in k.pem -passout pass:\"$P\" -out enc ";
@@ -54,7 +54,9 @@ const Row kRows[] = {
      "PEM EC PRIVATE KEY, traditional encryption aes-128-cbc", nullptr},
     {"brainpoolP384r1", "openssl ec -des3 -in k.pem -passout pass:\"$P\" -out enc", kTraditional,
      "PEM EC PRIVATE KEY, traditional encryption des-ede3-cbc", nullptr},
-    {"secp192r1", "openssl ecparam -name secp192r1 -out enc; openssl ec -aes192 -in k.pem -passout pass:\"$P\" >> enc",
+    // Parameters in front and CR LF line endings.
+    {"secp192r1",
+     "{ openssl ecparam -name $C; openssl ec -aes192 -in k.pem -passout pass:\"$P\"; } | sed 's/$/\\r/' > enc",
      kTraditional, "PEM EC PRIVATE KEY, traditional encryption aes-192-cbc", nullptr},
     // Refused with their own line, never taken for a wrong passphrase.
     {"prime256v1", "-v1 PBE-SHA1-3DES", kPkcs8Pem, nullptr, "old PBES1 or PKCS#12 scheme"},
@@ -75,7 +77,8 @@ bool load(const Row& row, const std::string& file, const DataBuffer* pass, EccKe
         der.append(file.data(), static_cast<unsigned>(file.size()));
     } else {
         StringBuffer label;
-        if (!PemReader::readFirst(file.c_str(), label, der, log) || !label.equals("ENCRYPTED PRIVATE KEY")) return false;
+        if (!PemReader::readFirst(file.c_str(), label, der, log) || !label.equals("ENCRYPTED PRIVATE KEY"))
+            return false;
     }
     return keyfile::loadEncryptedPkcs8(der, pass, key, found, log);
 }
@@ -114,21 +117,23 @@ TEST(EncryptedKeyFiles, OpensslBothWays) {
         ASSERT_TRUE(keyfile::writeEncryptedPkcs8Pem(key, right, prng, pem, log, 500)) << log.render();
         EXPECT_EQ(std::string(pem.getString()).find('\r'), std::string::npos);
         s.write("ours.pem", pem.getString());
-        r = s.bash("P='p w'",
-                   "openssl ec -in ours.pem -passin pass:\"$P\" -no_public -outform DER -out back.p8; same back.p8 k.p8\n"
-                   "openssl asn1parse -in ours.pem > parsed; has parsed hmacWithSHA256; has parsed aes-256-cbc\n"
-                   "! openssl pkey -in ours.pem -passin pass:wrong -noout 2> /dev/null || fail wrong pass read");
+        r = s.bash(
+            "P='p w'",
+            "openssl ec -in ours.pem -passin pass:\"$P\" -no_public -outform DER -out back.p8; same back.p8 k.p8\n"
+            "openssl asn1parse -in ours.pem > parsed; has parsed hmacWithSHA256; has parsed aes-256-cbc\n"
+            "! openssl pkey -in ours.pem -passin pass:wrong -noout 2> /dev/null || fail wrong pass read");
         EXPECT_EQ(r.status, 0) << r.err;
 
-        for (const DataBuffer* pass : {static_cast<const DataBuffer*>(&wrong), static_cast<const DataBuffer*>(nullptr)}) {
+        for (const DataBuffer* pass :
+             {static_cast<const DataBuffer*>(&wrong), static_cast<const DataBuffer*>(nullptr)}) {
             LogBase failLog;
             key.clearEccKey();
             key.m_keyType = 1;  // a stale private key must not survive a failed load
             EXPECT_FALSE(load(row, file, pass, key, found, failLog));
             EXPECT_EQ(key.m_keyType, 0);
-            EXPECT_EQ(failLog.errors(), std::vector<std::string>{pass != nullptr
-                                                                      ? kWrong
-                                                                      : "the key file is encrypted: a passphrase is needed"})
+            EXPECT_EQ(failLog.errors(),
+                      std::vector<std::string>{pass != nullptr ? kWrong
+                                                               : "the key file is encrypted: a passphrase is needed"})
                 << failLog.render();
         }
     }
