@@ -313,8 +313,10 @@ bool decryptPkcs8(const DataBuffer& der, const DataBuffer* passphrase, DataBuffe
     LogContextExitor ctx(log, "decryptPkcs8");
     plain.secureClear();
     plain.setSecure(true);
+    // The decoder's own reason would be a second line; ours says which structure failed.
+    LogNull quiet;
     unsigned consumed = 0;
-    RefCountedObjectOwner owner(_vnAsn1::DecodeToAsn(der.getData2(), der.getSize(), consumed, log));
+    RefCountedObjectOwner owner(_vnAsn1::DecodeToAsn(der.getData2(), der.getSize(), consumed, quiet));
     _vnAsn1* root = static_cast<_vnAsn1*>(owner.get());
     Pbes2 h;
     DataBuffer encrypted;

@@ -11,8 +11,8 @@ namespace vn {
 namespace keyfile {
 
 // The PBKDF2 iteration count of the files we write. openssl's default for `pkcs8 -topk8` is
-// 2048, set when a PC did a few million hashes a second; 100000 costs about 50 ms here, keeps
-// every reader (openssl, Java, .NET) happy and makes each guess fifty times dearer.
+// 2048, chosen when hashing was far slower; 100000 still loads in well under a tenth of a
+// second but makes each guess at the passphrase fifty times dearer.
 constexpr unsigned kPkcs8WriteIterations = 100000;
 
 // Decrypts a DER EncryptedPrivateKeyInfo protected with PBES2: PBKDF2 (HMAC-SHA-1, -224,
