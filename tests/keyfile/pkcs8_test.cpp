@@ -8,9 +8,6 @@
 #include "keyfile/EncryptedPkcs8.h"
 #include "keyfile/PemEncryption.h"
 // These tests run only the peers, never the tool.
-#ifndef ECCKEY_TOOL_PATH
-#define ECCKEY_TOOL_PATH "false"
-#endif
 #include "support/peer_tools.h"
 #include "support/scripted_prng.h"
 

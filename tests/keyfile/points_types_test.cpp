@@ -7,9 +7,6 @@
 #include "host/Pem.h"
 #include "keyfile/KeyTypes.h"
 #include "keyfile/PointCompression.h"
-#ifndef ECCKEY_TOOL_PATH
-#define ECCKEY_TOOL_PATH ""  // only the peers run here
-#endif
 #include "support/gmp_mpz.h"
 #include "support/peer_tools.h"
 
