@@ -4,6 +4,8 @@
 
 #include "host/Hash.h"
 #include "host/Pem.h"
+#include "keyfile/EncryptedPkcs8.h"
+#include "keyfile/PointCompression.h"
 
 namespace vn {
 namespace keyfile {
@@ -91,9 +93,17 @@ bool jwkThumbprint(EccKey& key, DataBuffer& out, LogBase& log) {
     return digest.encodeDB("base64url", b64) && appendText(out, b64, true);
 }
 
+// The key's DER in one of the structures that carry a point, compressed on request.
+template <typename Write>
+bool pointDer(const WriteOptions& options, DataBuffer& der, Write write) {
+    LogNull quiet;
+    return write() && (!options.compressedPoint || compressInDer(der, quiet));
+}
+
 }  // namespace
 
-bool writeKey(EccKey& key, const std::string& formName, DataBuffer& out, std::string& message, LogBase& log) {
+bool writeKey(EccKey& key, const std::string& formName, const WriteOptions& options, DataBuffer& out,
+              std::string& message, LogBase& log) {
     out.clear();
     out.setSecure(true);
     const OutputForm* form = findOutputForm(formName);
@@ -112,20 +122,36 @@ bool writeKey(EccKey& key, const std::string& formName, DataBuffer& out, std::st
         return false;
     }
     const std::string f = form->name;
+    const bool isDer = f.size() > 4 && f.compare(f.size() - 4, 4, "-der") == 0;
+    if (options.passphrase != nullptr && f != "pkcs8" && f != "pkcs8-der") {
+        message = "the form '" + formName + "' cannot be encrypted (pkcs8 and pkcs8-der can)";
+        return false;
+    }
+    if (options.compressedPoint && f != "sec1" && f != "sec1-der" && f != "pkcs8" && f != "pkcs8-der" && f != "spki" &&
+        f != "spki-der" && !(f == "raw-hex" && key.m_keyType != 1)) {
+        message = "the form '" + formName + "' has no compressed point (sec1, pkcs8, spki and a public raw-hex have)";
+        return false;
+    }
     DataBuffer der;
     der.setSecure(true);
     StringBuffer text, extra;
     if (f == "sec1" || f == "sec1-der") {
-        if (!key.toEccPkcs1PrivateKeyDer(der, log)) return false;
-        return f == "sec1-der" ? out.append(der) : key.toEccPrivateKeyPem(true, text, log) && appendText(out, text, false);
+        if (!pointDer(options, der, [&] { return key.toEccPkcs1PrivateKeyDer(der, log); })) return false;
+        return isDer ? out.append(der) : pem("EC PRIVATE KEY", der, out, log);
     }
     if (f == "pkcs8" || f == "pkcs8-der") {
-        if (!key.toEccPkcs8PrivateKeyDer(der, log)) return false;
-        return f == "pkcs8-der" ? out.append(der) : pem("PRIVATE KEY", der, out, log);
+        if (!pointDer(options, der, [&] { return key.toEccPkcs8PrivateKeyDer(der, log); })) return false;
+        if (options.passphrase != nullptr) {
+            _vnSystemPrng system;
+            DataBuffer encrypted;
+            if (!encryptPkcs8(der, *options.passphrase, options.prng ? *options.prng : system, encrypted, log)) return false;
+            return isDer ? out.append(encrypted) : pem("ENCRYPTED PRIVATE KEY", encrypted, out, log);
+        }
+        return isDer ? out.append(der) : pem("PRIVATE KEY", der, out, log);
     }
     if (f == "spki" || f == "spki-der") {
-        if (!key.toPublicKeyDer_shortFmt(der, log)) return false;
-        return f == "spki-der" ? out.append(der) : pem("PUBLIC KEY", der, out, log);
+        if (!pointDer(options, der, [&] { return key.toPublicKeyDer_shortFmt(der, log); })) return false;
+        return isDer ? out.append(der) : pem("PUBLIC KEY", der, out, log);
     }
     if (f == "spki-explicit" || f == "spki-explicit-der") {
         if (!key.toPublicKeyDer_longFmt(der, log)) return false;
@@ -143,6 +169,10 @@ bool writeKey(EccKey& key, const std::string& formName, DataBuffer& out, std::st
     }
     if (f == "xml-dsig") return key.toEccPublicKeyXmlDSig(text, log) && appendText(out, text, true);
     if (f == "raw-hex") {
+        if (options.compressedPoint) {
+            DataBuffer point;
+            return compressPoint(key, point) && point.encodeDB("hex", text) && appendText(out, text, true);
+        }
         if (!key.toRawHex(text, extra, log)) return false;
         return appendText(out, key.m_keyType == 1 ? text : extra, true);
     }

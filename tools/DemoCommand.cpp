@@ -63,7 +63,7 @@ void roundTripForms(EccKey& key, Row& row, LogBase& log) {
         keyfile::ReadOptions hint;
         if (name == "raw-hex") hint.curveHint = key.m_curve.name.getString();
         const bool isPrivateForm = form.needsPrivate || name == "jwk" || name == "xml" || name == "raw-hex";
-        if (keyfile::writeKey(key, name, out, message, log) && keyfile::readKey(out, hint, back, detected, log) &&
+        if (keyfile::writeKey(key, name, {}, out, message, log) && keyfile::readKey(out, hint, back, detected, log) &&
             sameKey(key, back, isPrivateForm)) {
             ++row.formsOk;
         } else if (row.failure.empty()) {

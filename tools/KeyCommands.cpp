@@ -7,6 +7,7 @@
 #include "tools/Cli.h"
 #include "tools/Commands.h"
 #include "tools/KeyInput.h"
+#include "tools/Passphrase.h"
 #include "keyfile/KeyWriter.h"
 
 namespace vn {
@@ -30,19 +31,34 @@ const char kInputHelp[] =
     "point; --curve NAME says which curve where the length does not), an OpenSSH public key\n"
     "line, and unencrypted PuTTY .ppk files (versions 2 and 3).\n";
 
-// Writes the key and reports; the exit code.
-int emit(const char* command, EccKey& key, const std::string& form, LogBase& log, bool verbose) {
-    DataBuffer out;
+// Writes the key and reports; the exit code. --passout encrypts it and --point compressed
+// shortens its point, where the form allows.
+int emit(const char* command, EccKey& key, const std::string& form, const Args& args, LogBase& log) {
+    DataBuffer out, passphrase;
     std::string message;
-    if (!keyfile::writeKey(key, form, out, message, log)) {
-        reportFailure(command, message.empty() ? "cannot write the key as " + form : message, log, verbose);
+    keyfile::WriteOptions options;
+    const std::string point = args.getOr("point", "uncompressed");
+    if (point != "compressed" && point != "uncompressed") {
+        std::fprintf(stderr, "ecckey %s: --point is compressed or uncompressed\n", command);
+        return kBadInput;
+    }
+    options.compressedPoint = point == "compressed";
+    if (const std::string* source = args.get("passout")) {
+        if (!readPassphrase(*source, passphrase, message)) {
+            std::fprintf(stderr, "ecckey %s: %s\n", command, message.c_str());
+            return kBadInput;
+        }
+        options.passphrase = &passphrase;
+    }
+    if (!keyfile::writeKey(key, form, options, out, message, log)) {
+        reportFailure(command, message.empty() ? "cannot write the key as " + form : message, log, args.verbose);
         return kBadInput;
     }
     if (!writeOutput(out.getData2(), out.getSize())) {
         std::fprintf(stderr, "ecckey %s: cannot write to standard output\n", command);
         return kBadInput;
     }
-    reportVerbose(log, verbose);
+    reportVerbose(log, args.verbose);
     return kOk;
 }
 
@@ -51,7 +67,7 @@ int emit(const char* command, EccKey& key, const std::string& form, LogBase& log
 int loadKeyArgs(const char* command, const char* usage, int argc, char** argv, int first, Args& args, EccKey& key,
                 LogBase& log) {
     std::string error;
-    if (!parseArgs(argc, argv, first, {"--to", "--curve", kPassinOption}, {}, args, error) ||
+    if (!parseArgs(argc, argv, first, {"--to", "--curve", kPassinOption, "--passout", "--point"}, {}, args, error) ||
         args.positional.size() > 1) {
         if (error.empty()) error = "more than one input file";
         std::fprintf(stderr, "ecckey %s: %s\n\n%s", command, error.c_str(), usage);
@@ -92,7 +108,8 @@ const char kConvertUsage[] =
 int runGen(int argc, char** argv, int first) {
     Args args;
     std::string error;
-    if (!parseArgs(argc, argv, first, {"--to"}, {}, args, error) || (!args.help && args.positional.size() != 1)) {
+    if (!parseArgs(argc, argv, first, {"--to", "--passout", "--point"}, {}, args, error) ||
+        (!args.help && args.positional.size() != 1)) {
         if (error.empty()) error = args.positional.empty() ? "which curve?" : "one curve only";
         std::fprintf(stderr, "ecckey gen: %s\n\n%s", error.c_str(), kGenUsage);
         return kBadInput;
@@ -111,7 +128,7 @@ int runGen(int argc, char** argv, int first) {
                       args.verbose);
         return kBadInput;
     }
-    return emit("gen", key, args.getOr("to", "sec1"), log, args.verbose);
+    return emit("gen", key, args.getOr("to", "sec1"), args, log);
 }
 
 int runPub(int argc, char** argv, int first) {
@@ -126,7 +143,7 @@ int runPub(int argc, char** argv, int first) {
     pub.copyFromEccKey(key);
     pub.m_keyType = 0;
     BigNum::mp_zero(pub.m_k);
-    return emit("pub", pub, form, log, args.verbose);
+    return emit("pub", pub, form, args, log);
 }
 
 int runConvert(int argc, char** argv, int first) {
@@ -141,7 +158,7 @@ int runConvert(int argc, char** argv, int first) {
         std::fprintf(stderr, "ecckey convert: --to FORM is required\n\n%s", kConvertUsage);
         return kBadInput;
     }
-    return emit("convert", key, *form, log, args.verbose);
+    return emit("convert", key, *form, args, log);
 }
 
 }  // namespace cli
