@@ -142,12 +142,15 @@ bool parsePpk(const char* text, PpkFile& ppk, LogBase& log) {
     return blobLines("Private-Lines", ppk.privateB64) && next("Private-MAC", ppk.mac);
 }
 
-bool sha1Of(unsigned prefixWord, bool withPrefix, const char* text, const DataBuffer& pass, DataBuffer& out) {
-    DataBuffer input;
+// Appends SHA-1 of [prefixWord as 4 bytes] || [text] || pass to out.
+bool appendSha1(unsigned prefixWord, bool withPrefix, const char* text, const DataBuffer& pass, DataBuffer& out) {
+    DataBuffer input, digest;
     input.setSecure(true);
+    digest.setSecure(true);
     if (withPrefix && !input.appendUint32_be(prefixWord)) return false;
     if (text != nullptr && !input.append(text, static_cast<unsigned>(std::strlen(text)))) return false;
-    return input.append(pass) && _vnHash::doHash(input.getData2(), input.getSize(), _vnHash::SHA1, out);
+    return input.append(pass) && _vnHash::doHash(input.getData2(), input.getSize(), _vnHash::SHA1, digest) &&
+           out.append(digest);
 }
 
 bool argon2Keys(const PpkFile& ppk, const DataBuffer& pass, PpkKeys& keys, LogBase& log) {
@@ -189,16 +192,19 @@ bool argon2Keys(const PpkFile& ppk, const DataBuffer& pass, PpkKeys& keys, LogBa
 bool deriveKeys(const PpkFile& ppk, const DataBuffer& pass, PpkKeys& keys, LogBase& log) {
     static const char kMacKeyText[] = "putty-private-key-file-mac-key";
     if (ppk.version == 3) return !ppk.encrypted() || argon2Keys(ppk, pass, keys, log);
-    if (!sha1Of(0, false, kMacKeyText, pass, keys.macKey)) return false;
+    if (!appendSha1(0, false, kMacKeyText, pass, keys.macKey)) return false;
     if (!ppk.encrypted()) return true;
     static const unsigned char kZeroIv[kCipherBlock] = {0};
-    if (!sha1Of(0, true, nullptr, pass, keys.cipherKey) || !sha1Of(1, true, nullptr, pass, keys.cipherKey)) return false;
+    if (!appendSha1(0, true, nullptr, pass, keys.cipherKey) || !appendSha1(1, true, nullptr, pass, keys.cipherKey)) {
+        return false;
+    }
     keys.cipherKey.truncate(kCipherKeyBytes);
     return keys.iv.append(kZeroIv, kCipherBlock);
 }
 
 bool appendSshString(DataBuffer& out, const std::string& s) {
-    return out.appendUint32_be(static_cast<unsigned>(s.size())) && out.append(s.data(), static_cast<unsigned>(s.size()));
+    const unsigned n = static_cast<unsigned>(s.size());
+    return out.appendUint32_be(n) && out.append(s.data(), n);
 }
 
 // HMAC-SHA-1 (version 2) or HMAC-SHA-256 (version 3) over the algorithm, encryption, comment
@@ -246,7 +252,8 @@ bool loadChecked(const char* text, const DataBuffer* passphrase, EccKey& key, st
     DataBuffer publicBlob, privateBlob, fileMac;
     privateBlob.setSecure(true);
     if (!publicBlob.appendEncoded(ppk.publicB64.c_str(), "base64") ||
-        !privateBlob.appendEncoded(ppk.privateB64.c_str(), "base64") || !fileMac.appendEncoded(ppk.mac.c_str(), "hex")) {
+        !privateBlob.appendEncoded(ppk.privateB64.c_str(), "base64") ||
+        !fileMac.appendEncoded(ppk.mac.c_str(), "hex")) {
         log.LogError("The PuTTY key file's blobs or MAC are not valid base64 or hexadecimal.");
         return false;
     }
@@ -279,7 +286,8 @@ bool loadChecked(const char* text, const DataBuffer* passphrase, EccKey& key, st
     unsigned offset = 0;
     StringBuffer keyType, curveId;
     DataBuffer x963;
-    if (!SshMessage::parseString(publicBlob, offset, keyType) || !SshMessage::parseString(publicBlob, offset, curveId) ||
+    if (!SshMessage::parseString(publicBlob, offset, keyType) ||
+        !SshMessage::parseString(publicBlob, offset, curveId) ||
         !SshMessage::parseBinaryString(publicBlob, offset, x963, log) || !keyType.equals(ppk.algorithm.c_str()) ||
         ppk.algorithm != kEcdsaPrefix + std::string(curveId.getString())) {
         log.LogError("The PuTTY key file's public blob is malformed or disagrees with its key type.");
