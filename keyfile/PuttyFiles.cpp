@@ -88,7 +88,7 @@ bool decimal(const std::string& text, unsigned long max, unsigned& value) {
     return true;
 }
 
-bool parsePpk(const char* text, PpkFile& ppk, LogBase& log) {
+bool parsePpk(const char* text, bool havePassphrase, PpkFile& ppk, LogBase& log) {
     std::vector<std::string> lines = splitLines(text);
     size_t i = 0;
     auto next = [&](const char* name, std::string& value) {
@@ -131,6 +131,10 @@ bool parsePpk(const char* text, PpkFile& ppk, LogBase& log) {
     if (ppk.encryption != "none" && ppk.encryption != "aes256-cbc") {
         log.LogError("The PuTTY key file uses an encryption this layer does not know.");
         log.LogDataStr("encryption", ppk.encryption.c_str());
+        return false;
+    }
+    if (ppk.encrypted() && !havePassphrase) {
+        log.LogError("the key file is encrypted: a passphrase is needed");
         return false;
     }
     if (!next("Comment", ppk.comment) || !blobLines("Public-Lines", ppk.publicB64)) return false;
@@ -245,20 +249,19 @@ bool aesCbc(bool encrypt, const PpkKeys& keys, const DataBuffer& in, DataBuffer&
 
 bool loadChecked(const char* text, const DataBuffer* passphrase, EccKey& key, std::string& found, LogBase& log) {
     PpkFile ppk;
-    if (!parsePpk(text, ppk, log)) return false;
+    if (!parsePpk(text, passphrase != nullptr, ppk, log)) return false;
     found = "PuTTY key file v" + std::to_string(ppk.version) + ", " +
             (!ppk.encrypted() ? std::string("unencrypted")
                               : ppk.encryption + (ppk.version == 3 ? ", " + ppk.kdf : std::string()));
     DataBuffer publicBlob, privateBlob, fileMac;
     privateBlob.setSecure(true);
     if (!publicBlob.appendEncoded(ppk.publicB64.c_str(), "base64") ||
-        !privateBlob.appendEncoded(ppk.privateB64.c_str(), "base64") ||
-        !fileMac.appendEncoded(ppk.mac.c_str(), "hex")) {
-        log.LogError("The PuTTY key file's blobs or MAC are not valid base64 or hexadecimal.");
+        !privateBlob.appendEncoded(ppk.privateB64.c_str(), "base64")) {
+        log.LogError("The PuTTY key file's blobs are not valid base64.");
         return false;
     }
-    if (ppk.encrypted() && passphrase == nullptr) {
-        log.LogError("the key file is encrypted: a passphrase is needed");
+    if (!fileMac.appendEncoded(ppk.mac.c_str(), "hex")) {
+        log.LogError("The PuTTY key file's MAC is not hexadecimal.");
         return false;
     }
     if (ppk.encrypted() && (privateBlob.getSize() == 0 || privateBlob.getSize() % kCipherBlock != 0)) {
