@@ -38,7 +38,15 @@ const unsigned long kMaxMemoryKiB = 1ul << 20;
 const unsigned long kMaxPasses = 1000;
 const unsigned long kMaxParallelism = 64;
 
+// The whole capacity: text cleared earlier still sits past the end.
+void wipe(std::string& s) {
+    s.resize(s.capacity());
+    if (!s.empty()) secureWipe(&s[0], s.size());
+}
+
+// The private blob of an unencrypted file is the key itself, so its text is wiped on release.
 struct PpkFile {
+    ~PpkFile() { wipe(privateB64); }
     int version = 0;
     std::string algorithm, encryption, comment, mac;
     std::string kdf, memory, passes, parallelism, salt;  // version 3, encrypted only
@@ -57,9 +65,9 @@ struct PpkKeys {
 };
 
 // Lines without their CR/LF endings.
-std::vector<std::string> splitLines(const char* text) {
-    std::vector<std::string> lines;
+void splitLines(const char* text, std::vector<std::string>& lines) {
     std::string current;
+    current.reserve(std::strlen(text));  // one buffer, so no outgrown copy of a line is left behind
     for (const char* p = text; *p != '\0'; ++p) {
         if (*p == '\n') {
             lines.push_back(current);
@@ -69,7 +77,7 @@ std::vector<std::string> splitLines(const char* text) {
         }
     }
     if (!current.empty()) lines.push_back(current);
-    return lines;
+    wipe(current);
 }
 
 bool header(const std::string& line, const char* name, std::string& value) {
@@ -88,8 +96,16 @@ bool decimal(const std::string& text, unsigned long max, unsigned& value) {
     return true;
 }
 
+struct WipedLines : std::vector<std::string> {
+    ~WipedLines() {
+        for (std::string& line : *this) wipe(line);
+    }
+};
+
 bool parsePpk(const char* text, bool havePassphrase, PpkFile& ppk, LogBase& log) {
-    std::vector<std::string> lines = splitLines(text);
+    WipedLines lines;
+    splitLines(text, lines);
+    ppk.privateB64.reserve(std::strlen(text));
     size_t i = 0;
     auto next = [&](const char* name, std::string& value) {
         if (i < lines.size() && header(lines[i], name, value)) {
