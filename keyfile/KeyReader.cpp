@@ -10,6 +10,7 @@
 #include "keyfile/KeyTypes.h"
 #include "keyfile/PemEncryption.h"
 #include "keyfile/PointCompression.h"
+#include "keyfile/PuttyFiles.h"
 
 namespace vn {
 namespace keyfile {
@@ -199,7 +200,7 @@ bool detectAndLoad(const DataBuffer& input, const ReadOptions& options, EccKey& 
     }
     if (text.beginsWith("PuTTY-User-Key-File-")) {
         form = "PuTTY .ppk";
-        return loadPuttyPpk(t, key, log);
+        return loadPuttyPpk(t, options.passphrase, key, form, log);
     }
     if (text.beginsWith("ecdsa-sha2-")) {
         form = "OpenSSH public key line";

@@ -33,7 +33,6 @@ extern const char* const kWrongPassphrase;
 // Loaders of the SSH-family files, given the text.
 bool loadOpenSshPublicLine(const std::string& line, EccKey& key, LogBase& log);
 bool loadOpenSshPrivateFile(const DataBuffer& fileBody, EccKey& key, LogBase& log);
-bool loadPuttyPpk(const char* text, EccKey& key, LogBase& log);
 
 // Files that carry both the scalar and the point can disagree when damaged or forged; a key
 // whose k does not give its point would sign what nobody can verify. False, with the key

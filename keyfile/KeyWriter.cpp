@@ -6,6 +6,7 @@
 #include "host/Pem.h"
 #include "keyfile/EncryptedPkcs8.h"
 #include "keyfile/PointCompression.h"
+#include "keyfile/PuttyFiles.h"
 
 namespace vn {
 namespace keyfile {
@@ -27,6 +28,8 @@ const std::vector<OutputForm>& outputForms() {
         {"xml-dsig", "XML Signature 1.1 <ECKeyValue>", false},
         {"raw-hex", "the scalar (private) or the X9.63 point (public) in hexadecimal", false},
         {"ssh", "OpenSSH public key line", false},
+        {"ppk", "PuTTY .ppk file, version 3 (encrypted with --passout: Argon2id, aes256-cbc)", true},
+        {"ppk2", "PuTTY .ppk file, version 2 (encrypted with --passout: aes256-cbc)", true},
         {"fingerprint", "SSH MD5 fingerprint, as ssh-keygen -l -E md5 shows it", false},
         {"fingerprint-sha256", "SSH SHA-256 fingerprint (the SHA256:... field of ssh-keygen -l)", false},
     };
@@ -115,7 +118,8 @@ bool writeKey(EccKey& key, const std::string& formName, const WriteOptions& opti
         message = "the form '" + formName + "' needs a private key, and this key is public";
         return false;
     }
-    const bool isSsh = std::strncmp(form->name, "ssh", 3) == 0 || std::strncmp(form->name, "fingerprint", 11) == 0;
+    const bool isSsh = std::strncmp(form->name, "ssh", 3) == 0 || std::strncmp(form->name, "fingerprint", 11) == 0 ||
+                       std::strncmp(form->name, "ppk", 3) == 0;
     if (isSsh && sshIdentifierOf(key) == nullptr) {
         message = std::string("SSH has no name for the curve ") + key.m_curve.name.getString() +
                   "; its blob would read back as secp256r1";
@@ -123,8 +127,8 @@ bool writeKey(EccKey& key, const std::string& formName, const WriteOptions& opti
     }
     const std::string f = form->name;
     const bool isDer = f.size() > 4 && f.compare(f.size() - 4, 4, "-der") == 0;
-    if (options.passphrase != nullptr && f != "pkcs8" && f != "pkcs8-der") {
-        message = "the form '" + formName + "' cannot be encrypted (pkcs8 and pkcs8-der can)";
+    if (options.passphrase != nullptr && f != "pkcs8" && f != "pkcs8-der" && f != "ppk" && f != "ppk2") {
+        message = "the form '" + formName + "' cannot be encrypted (pkcs8, pkcs8-der, ppk and ppk2 can)";
         return false;
     }
     if (options.compressedPoint && f != "sec1" && f != "sec1-der" && f != "pkcs8" && f != "pkcs8-der" && f != "spki" &&
@@ -132,9 +136,15 @@ bool writeKey(EccKey& key, const std::string& formName, const WriteOptions& opti
         message = "the form '" + formName + "' has no compressed point (sec1, pkcs8, spki and a public raw-hex have)";
         return false;
     }
+    _vnSystemPrng system;
+    _vnPrng& prng = options.prng ? *options.prng : system;
     DataBuffer der;
     der.setSecure(true);
     StringBuffer text, extra;
+    if (f == "ppk" || f == "ppk2") {
+        return writePuttyPpk(key, f == "ppk" ? 3 : 2, options.passphrase, options.comment, prng, text, log) &&
+               appendText(out, text, false);
+    }
     if (f == "sec1" || f == "sec1-der") {
         if (!pointDer(options, der, [&] { return key.toEccPkcs1PrivateKeyDer(der, log); })) return false;
         return isDer ? out.append(der) : pem("EC PRIVATE KEY", der, out, log);
@@ -142,9 +152,8 @@ bool writeKey(EccKey& key, const std::string& formName, const WriteOptions& opti
     if (f == "pkcs8" || f == "pkcs8-der") {
         if (!pointDer(options, der, [&] { return key.toEccPkcs8PrivateKeyDer(der, log); })) return false;
         if (options.passphrase != nullptr) {
-            _vnSystemPrng system;
             DataBuffer encrypted;
-            if (!encryptPkcs8(der, *options.passphrase, options.prng ? *options.prng : system, encrypted, log)) return false;
+            if (!encryptPkcs8(der, *options.passphrase, prng, encrypted, log)) return false;
             return isDer ? out.append(encrypted) : pem("ENCRYPTED PRIVATE KEY", encrypted, out, log);
         }
         return isDer ? out.append(der) : pem("PRIVATE KEY", der, out, log);

@@ -22,11 +22,14 @@ const OutputForm* findOutputForm(const std::string& name);
 
 // What a caller may ask of a written key besides its form.
 struct WriteOptions {
-    // Encrypts the forms that can be (pkcs8, pkcs8-der); null writes them in the clear.
+    // Encrypts the forms that can be (pkcs8, pkcs8-der, openssh, ppk, ppk2); null writes them
+    // in the clear.
     const DataBuffer* passphrase = nullptr;
     // Writes the public point compressed (02/03) in the forms that allow it (sec1, spki and
     // pkcs8 with their DER twins, and raw-hex of a public key).
     bool compressedPoint = false;
+    // The comment of the forms that carry one (openssh, ppk, ppk2).
+    std::string comment = "ecdsa-key";
     // Salts and IVs come from here; null: the operating system's generator.
     _vnPrng* prng = nullptr;
 };

@@ -38,11 +38,13 @@ bool readKeyFile(const std::string& path, const Args& args, EccKey& key, std::st
         log.clearLog();
         ok = keyfile::readKey(bytes, options, key, found, log);
     }
-    if (!ok) {
-        error = logged(log, keyfile::kWrongPassphrase)
-                    ? keyfile::kWrongPassphrase
-                    : "cannot read a key from " + (path == "-" ? std::string("standard input") : path) +
-                          " (looked like: " + found + ")";
+    if (!ok && logged(log, keyfile::kWrongPassphrase)) {
+        error = keyfile::kWrongPassphrase;
+    } else if (!ok && logged(log, keyfile::kNeedPassphrase)) {
+        error = "the key in " + path + " is encrypted: give its passphrase with --passin";
+    } else if (!ok) {
+        error = "cannot read a key from " + (path == "-" ? std::string("standard input") : path) + " (looked like: " +
+                found + ")";
     }
     return ok;
 }
