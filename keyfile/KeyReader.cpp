@@ -6,6 +6,7 @@
 #include "host/JsonObject.h"
 #include "host/Pem.h"
 #include "host/Xml.h"
+#include "keyfile/OpenSshFiles.h"
 
 namespace vn {
 namespace keyfile {

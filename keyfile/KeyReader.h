@@ -18,8 +18,6 @@ namespace keyfile {
 bool readKey(const DataBuffer& input, const std::string& curveHint, EccKey& key, std::string& form, LogBase& log);
 
 // Loaders of the SSH-family files, given the text.
-bool loadOpenSshPublicLine(const std::string& line, EccKey& key, LogBase& log);
-bool loadOpenSshPrivateFile(const DataBuffer& fileBody, EccKey& key, LogBase& log);
 bool loadPuttyPpk(const char* text, EccKey& key, LogBase& log);
 
 // Files that carry both the scalar and the point can disagree when damaged or forged; a key
