@@ -51,9 +51,9 @@ const SshCipher kCiphers[] = {
     {"chacha20-poly1305@openssh.com", Mode::ChaChaPoly, 64, 0, 8, 16, EVP_chacha20},
 };
 
-const SshCipher* findCipher(const StringBuffer& name) {
+const SshCipher* findCipher(const char* name) {
     for (const SshCipher& c : kCiphers) {
-        if (name.equals(c.name)) return &c;
+        if (std::strcmp(name, c.name) == 0) return &c;
     }
     return nullptr;
 }
@@ -206,7 +206,7 @@ bool readHeader(const DataBuffer& file, Header& h, std::string& found, LogBase& 
         log.LogError("The openssh-key-v1 header is truncated.");
         return false;
     }
-    const SshCipher* sc = findCipher(h.cipherName);
+    const SshCipher* sc = findCipher(h.cipherName.getString());
     if (sc == nullptr) {
         std::string line = std::string("The OpenSSH key file is encrypted with ") + h.cipherName.getString() +
                            ", a cipher ecckey does not read.";
@@ -243,7 +243,7 @@ bool readHeader(const DataBuffer& file, Header& h, std::string& found, LogBase& 
 // Decrypts the private section in place. An empty passphrase is a passphrase: ssh-keygen
 // never encrypts under one, but a file may still have been made so elsewhere.
 bool decryptSection(Header& h, const DataBuffer* passphrase, LogBase& log) {
-    const SshCipher& sc = *findCipher(h.cipherName);
+    const SshCipher& sc = *findCipher(h.cipherName.getString());
     if (h.section.getSize() == 0 || h.section.getSize() % sc.blockSize != 0) {
         log.LogError("The OpenSSH private section is not a whole number of cipher blocks.");
         return false;
@@ -390,7 +390,7 @@ bool writeOpenSshPrivateFile(EccKey& key, const DataBuffer* passphrase, const st
         return false;
     }
     const bool encrypt = passphrase != nullptr && passphrase->getSize() != 0;
-    const SshCipher& sc = kCiphers[encrypt ? 3 : 0];  // aes256-ctr, as ssh-keygen chooses
+    const SshCipher& sc = *findCipher(encrypt ? "aes256-ctr" : "none");  // as ssh-keygen chooses
     DataBuffer publicBlob, point, scalar, section, salt, check, keyIv, file;
     scalar.setSecure(true);
     file.setSecure(true);  // an unencrypted file's body is the private key itself
