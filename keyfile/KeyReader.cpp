@@ -8,6 +8,7 @@
 #include "host/Xml.h"
 #include "keyfile/EncryptedPkcs8.h"
 #include "keyfile/KeyTypes.h"
+#include "keyfile/OpenSshFiles.h"
 #include "keyfile/PemEncryption.h"
 #include "keyfile/PointCompression.h"
 #include "keyfile/PuttyFiles.h"
@@ -102,7 +103,7 @@ bool loadPem(const char* text, const ReadOptions& options, EccKey& key, std::str
             continue;
         }
         form = std::string("PEM \"") + label.getString() + "\"";
-        if (label.equals("OPENSSH PRIVATE KEY")) return loadOpenSshPrivateFile(der, key, log);
+        if (label.equals("OPENSSH PRIVATE KEY")) return loadOpenSshPrivateFile(der, options.passphrase, key, form, log);
         if (label.equals("ENCRYPTED PRIVATE KEY")) {
             return loadEncryptedDer(der, "PEM ENCRYPTED PRIVATE KEY", options, key, form, log);
         }

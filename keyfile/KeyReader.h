@@ -30,10 +30,6 @@ bool readKey(const DataBuffer& input, const ReadOptions& options, EccKey& key, s
 extern const char* const kNeedPassphrase;
 extern const char* const kWrongPassphrase;
 
-// Loaders of the SSH-family files, given the text.
-bool loadOpenSshPublicLine(const std::string& line, EccKey& key, LogBase& log);
-bool loadOpenSshPrivateFile(const DataBuffer& fileBody, EccKey& key, LogBase& log);
-
 // Files that carry both the scalar and the point can disagree when damaged or forged; a key
 // whose k does not give its point would sign what nobody can verify. False, with the key
 // cleared and an error line, on a mismatch.

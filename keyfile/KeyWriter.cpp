@@ -5,6 +5,7 @@
 #include "host/Hash.h"
 #include "host/Pem.h"
 #include "keyfile/EncryptedPkcs8.h"
+#include "keyfile/OpenSshFiles.h"
 #include "keyfile/PointCompression.h"
 #include "keyfile/PuttyFiles.h"
 
@@ -28,6 +29,7 @@ const std::vector<OutputForm>& outputForms() {
         {"xml-dsig", "XML Signature 1.1 <ECKeyValue>", false},
         {"raw-hex", "the scalar (private) or the X9.63 point (public) in hexadecimal", false},
         {"ssh", "OpenSSH public key line", false},
+        {"openssh", "OpenSSH private key file (encrypted with --passout: bcrypt, aes256-ctr)", true},
         {"ppk", "PuTTY .ppk file, version 3 (encrypted with --passout: Argon2id, aes256-cbc)", true},
         {"ppk2", "PuTTY .ppk file, version 2 (encrypted with --passout: aes256-cbc)", true},
         {"fingerprint", "SSH MD5 fingerprint, as ssh-keygen -l -E md5 shows it", false},
@@ -118,17 +120,18 @@ bool writeKey(EccKey& key, const std::string& formName, const WriteOptions& opti
         message = "the form '" + formName + "' needs a private key, and this key is public";
         return false;
     }
-    const bool isSsh = std::strncmp(form->name, "ssh", 3) == 0 || std::strncmp(form->name, "fingerprint", 11) == 0 ||
-                       std::strncmp(form->name, "ppk", 3) == 0;
+    const std::string f = form->name;
+    const bool isSsh = f.compare(0, 3, "ssh") == 0 || f.compare(0, 11, "fingerprint") == 0 || f.compare(0, 3, "ppk") == 0 ||
+                       f == "openssh";
     if (isSsh && sshIdentifierOf(key) == nullptr) {
         message = std::string("SSH has no name for the curve ") + key.m_curve.name.getString() +
                   "; its blob would read back as secp256r1";
         return false;
     }
-    const std::string f = form->name;
     const bool isDer = f.size() > 4 && f.compare(f.size() - 4, 4, "-der") == 0;
-    if (options.passphrase != nullptr && f != "pkcs8" && f != "pkcs8-der" && f != "ppk" && f != "ppk2") {
-        message = "the form '" + formName + "' cannot be encrypted (pkcs8, pkcs8-der, ppk and ppk2 can)";
+    if (options.passphrase != nullptr && f != "pkcs8" && f != "pkcs8-der" && f != "ppk" && f != "ppk2" &&
+        f != "openssh") {
+        message = "the form '" + formName + "' cannot be encrypted (pkcs8, pkcs8-der, openssh, ppk and ppk2 can)";
         return false;
     }
     if (options.compressedPoint && f != "sec1" && f != "sec1-der" && f != "pkcs8" && f != "pkcs8-der" && f != "spki" &&
@@ -141,6 +144,10 @@ bool writeKey(EccKey& key, const std::string& formName, const WriteOptions& opti
     DataBuffer der;
     der.setSecure(true);
     StringBuffer text, extra;
+    if (f == "openssh") {
+        return writeOpenSshPrivateFile(key, options.passphrase, options.comment, prng, text, log) &&
+               appendText(out, text, false);
+    }
     if (f == "ppk" || f == "ppk2") {
         return writePuttyPpk(key, f == "ppk" ? 3 : 2, options.passphrase, options.comment, prng, text, log) &&
                appendText(out, text, false);
