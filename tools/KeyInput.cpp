@@ -38,7 +38,9 @@ bool readKeyFile(const std::string& path, const Args& args, EccKey& key, std::st
         log.clearLog();
         ok = keyfile::readKey(bytes, options, key, found, log);
     }
-    if (!ok && logged(log, keyfile::kWrongPassphrase)) {
+    if (!ok && found == "a key of another type") {
+        error = log.errors().front();  // the one line naming it
+    } else if (!ok && logged(log, keyfile::kWrongPassphrase)) {
         error = keyfile::kWrongPassphrase;
     } else if (!ok && logged(log, keyfile::kNeedPassphrase)) {
         error = "the key in " + path + " is encrypted: give its passphrase with --passin";
