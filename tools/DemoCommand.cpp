@@ -54,7 +54,8 @@ void roundTripForms(EccKey& key, Row& row, LogBase& log) {
     for (const keyfile::OutputForm& form : keyfile::outputForms()) {
         const std::string name = form.name;
         if (name.compare(0, 11, "fingerprint") == 0 || name == "jwk-thumbprint") continue;  // digests only
-        if ((name == "ssh") && keyfile::sshIdentifierOf(key) == nullptr) continue;
+        const bool sshFamily = name == "ssh" || name == "openssh" || name.compare(0, 3, "ppk") == 0;
+        if (sshFamily && keyfile::sshIdentifierOf(key) == nullptr) continue;
         ++row.formsTried;
         DataBuffer out;
         std::string message, detected;
