@@ -8,6 +8,7 @@
 
 #include "host/Asn1.h"
 #include "host/DerReader.h"
+#include "host/Pem.h"
 #include "host/ScopedOwners.h"
 #include "host/SecureWipe.h"
 
@@ -297,17 +298,6 @@ bool isPrivateKeyStructure(const DataBuffer& der) {
            root->getAsnPart(0)->isInteger();
 }
 
-bool armourPem(const char* label, const DataBuffer& der, StringBuffer& pem) {
-    StringBuffer b64;
-    pem.clear();
-    if (!der.encodeDB("base64", b64) || !pem.append3("-----BEGIN ", label, "-----\n")) return false;
-    for (unsigned at = 0; at < b64.getSize(); at += 64) {
-        const unsigned n = b64.getSize() - at < 64 ? b64.getSize() - at : 64;
-        if (!pem.appendN(b64.getString() + at, n) || !pem.appendChar('\n')) return false;
-    }
-    return pem.append3("-----END ", label, "-----\n");
-}
-
 bool decryptPkcs8(const DataBuffer& der, const DataBuffer* passphrase, DataBuffer& plain, std::string& found,
                   LogBase& log) {
     LogContextExitor ctx(log, "decryptPkcs8");
@@ -411,7 +401,7 @@ bool writeEncryptedPkcs8Pem(EccKey& key, const DataBuffer& passphrase, _vnPrng& 
     plain.setSecure(true);
     pem.clear();
     return key.toEccPkcs8PrivateKeyDer(plain, log) && encryptPkcs8(plain, passphrase, prng, der, log, iterations) &&
-           armourPem("ENCRYPTED PRIVATE KEY", der, pem);
+           _vnPublicKey::derToPem("ENCRYPTED PRIVATE KEY", der, pem, log);
 }
 
 }  // namespace keyfile

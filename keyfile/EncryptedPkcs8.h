@@ -74,9 +74,5 @@ bool cbcDecrypt(const CbcCipher& cipher, const unsigned char* key, const unsigne
 // never gives that.
 bool isPrivateKeyStructure(const DataBuffer& der);
 
-// PEM armour with LF line endings and 64-character lines; pem is replaced. False when
-// memory runs out.
-bool armourPem(const char* label, const DataBuffer& der, StringBuffer& pem);
-
 }  // namespace keyfile
 }  // namespace vn

@@ -7,6 +7,7 @@
 
 #include "host/SecureWipe.h"
 #include "keyfile/EncryptedPkcs8.h"
+#include "keyfile/TextLines.h"
 
 namespace vn {
 namespace keyfile {
@@ -26,21 +27,6 @@ std::string trimmed(const std::string& s) {
     return b == std::string::npos ? std::string() : s.substr(b, s.find_last_not_of(ws) - b + 1);
 }
 
-std::vector<std::string> splitLines(const char* text) {
-    std::vector<std::string> lines;
-    std::string current;
-    for (const char* p = text; *p != '\0'; ++p) {
-        if (*p == '\n') {
-            lines.push_back(current);
-            current.clear();
-        } else if (*p != '\r') {
-            current += *p;
-        }
-    }
-    if (!current.empty()) lines.push_back(current);
-    return lines;
-}
-
 bool beginLabel(const std::string& line, std::string& label) {
     static const char kBegin[] = "-----BEGIN ";
     const std::string t = trimmed(line);
@@ -55,7 +41,8 @@ bool beginLabel(const std::string& line, std::string& label) {
 // The first block that carries header lines; false when there is none. A block without an
 // END line, or whose END label differs, is reported through endOk.
 bool findEncryptedBlock(const char* text, PemBlock& block, bool& endOk) {
-    const std::vector<std::string> lines = splitLines(text);
+    WipedLines lines;
+    splitLines(text, lines);
     for (size_t i = 0; i < lines.size(); ++i) {
         if (!beginLabel(lines[i], block.label)) continue;
         size_t j = i + 1;

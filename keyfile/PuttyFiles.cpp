@@ -19,6 +19,7 @@
 #include "host/SshMessage.h"
 #include "keyfile/KeyReader.h"
 #include "keyfile/KeyWriter.h"
+#include "keyfile/TextLines.h"
 
 namespace vn {
 namespace keyfile {
@@ -38,15 +39,9 @@ const unsigned long kMaxMemoryKiB = 1ul << 20;
 const unsigned long kMaxPasses = 1000;
 const unsigned long kMaxParallelism = 64;
 
-// The whole capacity: text cleared earlier still sits past the end.
-void wipe(std::string& s) {
-    s.resize(s.capacity());
-    if (!s.empty()) secureWipe(&s[0], s.size());
-}
-
 // The private blob of an unencrypted file is the key itself, so its text is wiped on release.
 struct PpkFile {
-    ~PpkFile() { wipe(privateB64); }
+    ~PpkFile() { wipeString(privateB64); }
     int version = 0;
     std::string algorithm, encryption, comment, mac;
     std::string kdf, memory, passes, parallelism, salt;  // version 3, encrypted only
@@ -64,22 +59,6 @@ struct PpkKeys {
     }
 };
 
-// Lines without their CR/LF endings.
-void splitLines(const char* text, std::vector<std::string>& lines) {
-    std::string current;
-    current.reserve(std::strlen(text));  // one buffer, so no outgrown copy of a line is left behind
-    for (const char* p = text; *p != '\0'; ++p) {
-        if (*p == '\n') {
-            lines.push_back(current);
-            current.clear();
-        } else if (*p != '\r') {
-            current += *p;
-        }
-    }
-    if (!current.empty()) lines.push_back(current);
-    wipe(current);
-}
-
 bool header(const std::string& line, const char* name, std::string& value) {
     size_t n = std::strlen(name);
     if (line.compare(0, n, name) != 0 || line.compare(n, 2, ": ") != 0) return false;
@@ -95,12 +74,6 @@ bool decimal(const std::string& text, unsigned long max, unsigned& value) {
     value = static_cast<unsigned>(v);
     return true;
 }
-
-struct WipedLines : std::vector<std::string> {
-    ~WipedLines() {
-        for (std::string& line : *this) wipe(line);
-    }
-};
 
 bool parsePpk(const char* text, bool havePassphrase, PpkFile& ppk, LogBase& log) {
     WipedLines lines;
