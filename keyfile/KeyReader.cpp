@@ -149,10 +149,8 @@ bool loadHex(const StringBuffer& text, const std::string& curveHint, EccKey& key
 const char* const kNeedPassphrase = "the key file is encrypted: a passphrase is needed";
 const char* const kWrongPassphrase = "wrong passphrase or corrupt file";
 
-namespace {
+const char* const kPointNotOnCurve = "The public point is not on the curve.";
 
-// Width and curve equation: the key object's own loaders take any point by design, so this is
-// where a user's file is judged.
 bool pointOnCurve(EccKey& key, LogBase& log) {
     mp_int p;
     if (BigNum::mp_read_radix(p, key.m_curve.p.getString(), 16) && BigNum::mp_cmp(key.m_pubPoint.x, p) < 0 &&
@@ -160,10 +158,12 @@ bool pointOnCurve(EccKey& key, LogBase& log) {
         !key.m_pubPoint.y.isNegative() && key.isPoint(log)) {
         return true;
     }
-    log.LogError("The public point is not on the curve.");
+    log.LogError(kPointNotOnCurve);
     key.clearEccKey();
     return false;
 }
+
+namespace {
 
 bool detectAndLoad(const DataBuffer& input, const ReadOptions& options, EccKey& key, std::string& form, LogBase& log);
 

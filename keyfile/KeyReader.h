@@ -30,6 +30,12 @@ bool readKey(const DataBuffer& input, const ReadOptions& options, EccKey& key, s
 extern const char* const kNeedPassphrase;
 extern const char* const kWrongPassphrase;
 
+// Width (below p) and curve equation of the key's public point: the key object's own loaders
+// take any point by design, so this is where a user's file is judged. False with the line
+// kPointNotOnCurve and the key cleared otherwise.
+bool pointOnCurve(EccKey& key, LogBase& log);
+extern const char* const kPointNotOnCurve;
+
 // Files that carry both the scalar and the point can disagree when damaged or forged; a key
 // whose k does not give its point would sign what nobody can verify. False, with the key
 // cleared and an error line, on a mismatch.

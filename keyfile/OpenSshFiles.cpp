@@ -344,13 +344,7 @@ bool loadOpenSshPublicLine(const std::string& line, EccKey& key, LogBase& log) {
         log.LogError("The key type before the blob differs from the one inside it.");
         return false;
     }
-    if (!key.loadEcPubKeyByCurveAndPoint(curveNameForSshId(curveId).c_str(), x963, log)) return false;
-    if (!key.isPoint(log)) {
-        log.LogError("The OpenSSH public key's point is not on the curve.");
-        key.clearEccKey();
-        return false;
-    }
-    return true;
+    return key.loadEcPubKeyByCurveAndPoint(curveNameForSshId(curveId).c_str(), x963, log) && pointOnCurve(key, log);
 }
 
 bool loadOpenSshPrivateFile(const DataBuffer& body, const DataBuffer* passphrase, EccKey& key, std::string& found,

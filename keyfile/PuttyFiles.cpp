@@ -295,11 +295,11 @@ bool loadChecked(const char* text, const DataBuffer* passphrase, EccKey& key, st
         return false;
     }
     if (!key.loadPrivateFromPuttySsh(curveNameForSshId(curveId.getString()).c_str(), x963, scalar, log)) return false;
-    if (x963.getSize() != 1 + 2 * static_cast<unsigned>(key.m_curve.fieldBytes) || !key.isPoint(log)) {
-        log.LogError("The PuTTY key file's public point is not a point of its curve.");
+    if (x963.getSize() != 1 + 2 * static_cast<unsigned>(key.m_curve.fieldBytes)) {
+        log.LogError(kPointNotOnCurve);
         return false;
     }
-    return scalarMatchesPoint(key, log);
+    return pointOnCurve(key, log) && scalarMatchesPoint(key, log);
 }
 
 bool appendBase64Lines(const DataBuffer& blob, const char* countHeader, StringBuffer& text) {

@@ -9,6 +9,7 @@
 
 #include "host/Pem.h"
 #include "keyfile/Blowfish.h"
+#include "keyfile/KeyReader.h"
 #include "keyfile/KeyWriter.h"
 #include "keyfile/OpenSshFiles.h"
 // These tests run the peers only, never the tool.
@@ -159,7 +160,7 @@ TEST(OpenSshFilesTest, RefusesOtherKeysAndOffCurvePoints) {
     ASSERT_TRUE(blob.encodeDB("base64", b64));
     ASSERT_TRUE(loadOpenSshPublicLine(line, key, log3)) << log3.render();
     EXPECT_FALSE(loadOpenSshPublicLine(line.substr(0, b64Start) + b64.getString() + line.substr(b64End), key, log3));
-    EXPECT_TRUE(log3.hasError("The OpenSSH public key's point is not on the curve.")) << log3.render();
+    EXPECT_TRUE(log3.hasError(keyfile::kPointNotOnCurve)) << log3.render();
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "host/BigNum.h"
+#include "keyfile/KeyReader.h"
 #include "keyfile/PuttyFiles.h"
 #include "support/peer_tools.h"
 
@@ -101,7 +102,7 @@ TEST(PuttyFiles, RefusedFiles) {
     tampered[tampered.find("Comment: c") + 9] = 'd';
 
     const std::pair<std::string, const char*> rows[] = {
-        {forged.getString(), "The PuTTY key file's public point is not a point of its curve."},
+        {forged.getString(), vn::keyfile::kPointNotOnCurve},
         {tampered, "The PuTTY key file's MAC does not match: the file is damaged or was altered."},
         {"PuTTY-User-Key-File-3: ssh-ed25519\n",
          "this is an ssh-ed25519 key; ecckey reads ECDSA keys on prime curves only"},
