@@ -11,7 +11,7 @@ namespace cli {
 namespace {
 
 const char kEcdhUsage[] =
-    "usage: ecckey ecdh --key KEY --peer PEER [--curve NAME]\n"
+    "usage: ecckey ecdh --key KEY --peer PEER [--curve NAME] [--passin SOURCE]\n"
     "\n"
     "Agrees on a shared secret between the private key in KEY and the public key in PEER\n"
     "(each in any form 'ecckey convert' reads; PEER may be a private key too, only its public\n"

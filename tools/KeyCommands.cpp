@@ -27,9 +27,11 @@ std::string formsHelp() {
 
 const char kInputHelp[] =
     "Input forms, recognised automatically: PEM (\"EC PRIVATE KEY\", \"PRIVATE KEY\", \"PUBLIC KEY\",\n"
-    "\"OPENSSH PRIVATE KEY\"), DER, JWK, the XML forms, raw hexadecimal (a scalar or an 04...\n"
-    "point; --curve NAME says which curve where the length does not), an OpenSSH public key\n"
-    "line, and unencrypted PuTTY .ppk files (versions 2 and 3).\n";
+    "\"OPENSSH PRIVATE KEY\", \"ENCRYPTED PRIVATE KEY\", traditional encrypted PEM), DER, JWK,\n"
+    "the XML forms, raw hexadecimal (a scalar or an 04/02/03 point; --curve NAME says which\n"
+    "curve where the length does not), an OpenSSH public key line, and PuTTY .ppk files\n"
+    "(versions 2 and 3). An encrypted file takes --passin SOURCE (pass:TEXT, env:VAR,\n"
+    "file:PATH, fd:N), or asks on the terminal.\n";
 
 // Writes the key and reports; the exit code. --passout encrypts it and --point compressed
 // shortens its point, where the form allows.
@@ -87,21 +89,24 @@ int loadKeyArgs(const char* command, const char* usage, int argc, char** argv, i
 }
 
 const char kGenUsage[] =
-    "usage: ecckey gen [--to FORM] CURVE\n"
+    "usage: ecckey gen [--to FORM] [--passout SOURCE] [--point compressed] CURVE\n"
     "\n"
     "Generates a private key on CURVE (any name 'ecckey curves' lists) from the operating\n"
     "system's random generator, and writes it (default: sec1, PEM \"EC PRIVATE KEY\").\n";
 
 const char kPubUsage[] =
-    "usage: ecckey pub [--to FORM] [--curve NAME] [FILE]\n"
+    "usage: ecckey pub [--to FORM] [--curve NAME] [--passin SOURCE] [--point compressed] [FILE]\n"
     "\n"
     "Writes the public key of the key in FILE or standard input (default: spki, PEM\n"
     "\"PUBLIC KEY\").\n";
 
 const char kConvertUsage[] =
-    "usage: ecckey convert --to FORM [--curve NAME] [FILE]\n"
+    "usage: ecckey convert --to FORM [--curve NAME] [--passin SOURCE] [--passout SOURCE]\n"
+    "                      [--point compressed] [FILE]\n"
     "\n"
-    "Reads a key in any form from FILE or standard input and writes it in FORM.\n";
+    "Reads a key in any form from FILE or standard input and writes it in FORM; --passout\n"
+    "encrypts pkcs8, openssh and ppk output, --point compressed shortens the point of sec1,\n"
+    "pkcs8, spki and a public raw-hex.\n";
 
 }  // namespace
 

@@ -17,7 +17,7 @@ namespace cli {
 namespace {
 
 const char kSignUsage[] =
-    "usage: ecckey sign --key KEY [--hash sha256|sha384|sha512|sha1] [--format der|raw|ssh] [FILE]\n"
+    "usage: ecckey sign --key KEY [--passin SOURCE] [--hash sha256|sha384|sha512|sha1] [--format der|raw|ssh] [FILE]\n"
     "\n"
     "Signs the message in FILE or standard input with the private key in KEY (any form\n"
     "'ecckey convert' reads) and writes the signature, binary, to standard output:\n"
