@@ -118,10 +118,6 @@ bool parsePbkdf2(_vnAsn1* params, Pbes2& h, LogBase& log) {
             return false;
         }
     }
-    if (h.iterations > kMaxIterations) {
-        log.LogError("The PBKDF2 iteration count is beyond any sensible setting; refusing to spend the time.");
-        return false;
-    }
     return true;
 }
 
@@ -299,7 +295,7 @@ bool isPrivateKeyStructure(const DataBuffer& der) {
 }
 
 bool decryptPkcs8(const DataBuffer& der, const DataBuffer* passphrase, DataBuffer& plain, std::string& found,
-                  LogBase& log) {
+                  LogBase& log, const KdfLimits& limits) {
     LogContextExitor ctx(log, "decryptPkcs8");
     plain.secureClear();
     plain.setSecure(true);
@@ -316,6 +312,13 @@ bool decryptPkcs8(const DataBuffer& der, const DataBuffer* passphrase, DataBuffe
     }
     if (!parseHeader(root, h, encrypted, log)) return false;
     found = describe(h);
+    using Work = unsigned long long;
+    const Work work = h.scrypt ? static_cast<Work>(h.n) * static_cast<Work>(h.r) * static_cast<Work>(h.p)
+                               : static_cast<Work>(h.iterations);
+    if (work > (h.scrypt ? limits.scryptWork : limits.pbkdf2Iterations)) {
+        log.LogError(kTooMuchWork);
+        return false;
+    }
     if (passphrase == nullptr) {
         log.LogError("the key file is encrypted: a passphrase is needed");
         return false;
@@ -335,11 +338,11 @@ bool decryptPkcs8(const DataBuffer& der, const DataBuffer* passphrase, DataBuffe
 }
 
 bool loadEncryptedPkcs8(const DataBuffer& der, const DataBuffer* passphrase, EccKey& key, std::string& found,
-                        LogBase& log) {
+                        LogBase& log, const KdfLimits& limits) {
     key.clearEccKey();
     DataBuffer plain;
     plain.setSecure(true);
-    if (decryptPkcs8(der, passphrase, plain, found, log) && key.loadEccDer(plain, log)) return true;
+    if (decryptPkcs8(der, passphrase, plain, found, log, limits) && key.loadEccDer(plain, log)) return true;
     key.clearEccKey();
     return false;
 }

@@ -6,6 +6,7 @@
 
 #include "ecc/EccKey.h"
 #include "host/Prng.h"
+#include "keyfile/KdfLimits.h"
 
 namespace vn {
 namespace keyfile {
@@ -27,12 +28,12 @@ constexpr unsigned kPkcs8WriteIterations = 100000;
 // decrypted structure does not hold, another line for parameters that are malformed or not
 // supported.
 bool decryptPkcs8(const DataBuffer& der, const DataBuffer* passphrase, DataBuffer& plain, std::string& found,
-                  LogBase& log);
+                  LogBase& log, const KdfLimits& limits = KdfLimits());
 
 // decryptPkcs8, then the key object's DER loader on the PrivateKeyInfo. On failure the key is
 // cleared. Same inputs, outputs and error lines as decryptPkcs8, plus the loader's.
 bool loadEncryptedPkcs8(const DataBuffer& der, const DataBuffer* passphrase, EccKey& key, std::string& found,
-                        LogBase& log);
+                        LogBase& log, const KdfLimits& limits = KdfLimits());
 
 // Encrypts a PrivateKeyInfo DER as an EncryptedPrivateKeyInfo: PBES2 with
 // PBKDF2-HMAC-SHA256 (16-byte random salt, `iterations` rounds) and AES-256-CBC (16-byte

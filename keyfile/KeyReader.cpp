@@ -74,7 +74,7 @@ bool loadEncryptedDer(const DataBuffer& der, const char* container, const ReadOp
                       std::string& form, LogBase& log) {
     DataBuffer plain;
     std::string protection;
-    const bool ok = decryptPkcs8(der, options.passphrase, plain, protection, log);
+    const bool ok = decryptPkcs8(der, options.passphrase, plain, protection, log, options.kdfLimits);
     form = std::string(container) + (protection.empty() ? "" : ", " + protection);
     return ok && loadDer(plain, key, log);
 }
@@ -103,7 +103,7 @@ bool loadPem(const char* text, const ReadOptions& options, EccKey& key, std::str
             continue;
         }
         form = std::string("PEM \"") + label.getString() + "\"";
-        if (label.equals("OPENSSH PRIVATE KEY")) return loadOpenSshPrivateFile(der, options.passphrase, key, form, log);
+        if (label.equals("OPENSSH PRIVATE KEY")) return loadOpenSshPrivateFile(der, options.passphrase, key, form, log, options.kdfLimits);
         if (label.equals("ENCRYPTED PRIVATE KEY")) {
             return loadEncryptedDer(der, "PEM ENCRYPTED PRIVATE KEY", options, key, form, log);
         }
@@ -146,6 +146,7 @@ bool loadHex(const StringBuffer& text, const std::string& curveHint, EccKey& key
 
 }  // namespace
 
+const char* const kTooMuchWork = "The key file asks for more key-derivation work than this reader allows.";
 const char* const kNeedPassphrase = "the key file is encrypted: a passphrase is needed";
 const char* const kWrongPassphrase = "wrong passphrase or corrupt file";
 
@@ -201,7 +202,7 @@ bool detectAndLoad(const DataBuffer& input, const ReadOptions& options, EccKey& 
     }
     if (text.beginsWith("PuTTY-User-Key-File-")) {
         form = "PuTTY .ppk";
-        return loadPuttyPpk(t, options.passphrase, key, form, log);
+        return loadPuttyPpk(t, options.passphrase, key, form, log, options.kdfLimits);
     }
     if (text.beginsWith("ecdsa-sha2-")) {
         form = "OpenSSH public key line";

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "ecc/EccKey.h"
+#include "keyfile/KdfLimits.h"
 
 namespace vn {
 namespace keyfile {
@@ -14,6 +15,8 @@ struct ReadOptions {
     std::string curveHint;
     // The passphrase of an encrypted file; null when none was given.
     const DataBuffer* passphrase = nullptr;
+    // The most key-derivation work an encrypted file may ask for.
+    KdfLimits kdfLimits;
 };
 
 // Recognises and loads: PEM (SEC1 "EC PRIVATE KEY", PKCS#8 "PRIVATE KEY", "PUBLIC KEY", an

@@ -242,7 +242,7 @@ bool readHeader(const DataBuffer& file, Header& h, std::string& found, LogBase& 
 
 // Decrypts the private section in place. An empty passphrase is a passphrase: ssh-keygen
 // never encrypts under one, but a file may still have been made so elsewhere.
-bool decryptSection(Header& h, const DataBuffer* passphrase, LogBase& log) {
+bool decryptSection(Header& h, const DataBuffer* passphrase, const KdfLimits& limits, LogBase& log) {
     const SshCipher& sc = *findCipher(h.cipherName.getString());
     if (h.section.getSize() == 0 || h.section.getSize() % sc.blockSize != 0) {
         log.LogError("The OpenSSH private section is not a whole number of cipher blocks.");
@@ -253,9 +253,12 @@ bool decryptSection(Header& h, const DataBuffer* passphrase, LogBase& log) {
         log.LogError("the key file is encrypted: a passphrase is needed");
         return false;
     }
-    // Beyond this, loading a key would take minutes; no tool writes such files.
-    if (h.rounds == 0 || h.rounds > 100000) {
+    if (h.rounds == 0) {
         log.LogError("The OpenSSH key file's bcrypt round count is out of range.");
+        return false;
+    }
+    if (h.rounds > limits.bcryptRounds) {
+        log.LogError(kTooMuchWork);
         return false;
     }
     DataBuffer keyIv, plain;
@@ -348,7 +351,7 @@ bool loadOpenSshPublicLine(const std::string& line, EccKey& key, LogBase& log) {
 }
 
 bool loadOpenSshPrivateFile(const DataBuffer& body, const DataBuffer* passphrase, EccKey& key, std::string& found,
-                            LogBase& log) {
+                            LogBase& log, const KdfLimits& limits) {
     LogContextExitor ctx(log, "loadOpenSshPrivateFile");
     key.clearEccKey();
     found.clear();
@@ -357,7 +360,7 @@ bool loadOpenSshPrivateFile(const DataBuffer& body, const DataBuffer* passphrase
     std::string curveId;
     DataBuffer x963;
     const bool ok = readHeader(body, h, found, log) && splitPublicBlob(h.publicBlob, curveId, x963, log) &&
-                    decryptSection(h, passphrase, log) &&
+                    decryptSection(h, passphrase, limits, log) &&
                     loadSection(h, !h.cipherName.equals("none"), curveId, x963, key, log);
     if (!ok) key.clearEccKey();
     return ok;

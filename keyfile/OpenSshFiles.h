@@ -6,6 +6,7 @@
 #include <string>
 
 #include "ecc/EccKey.h"
+#include "keyfile/KdfLimits.h"
 #include "host/Prng.h"
 
 namespace vn {
@@ -24,7 +25,7 @@ bool loadOpenSshPublicLine(const std::string& line, EccKey& key, LogBase& log);
 // one error line; "wrong passphrase or corrupt file" when the decrypted section does not hold
 // (tag, check words, padding), "the key file is encrypted: a passphrase is needed" without one.
 bool loadOpenSshPrivateFile(const DataBuffer& body, const DataBuffer* passphrase, EccKey& key, std::string& found,
-                            LogBase& log);
+                            LogBase& log, const KdfLimits& limits = KdfLimits());
 
 // Writes a private key as an openssh-key-v1 PEM file as ssh-keygen does: "OPENSSH PRIVATE KEY"
 // block, 70-character base64 lines, LF endings. Without a passphrase (null or empty) it is

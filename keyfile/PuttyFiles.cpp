@@ -236,9 +236,17 @@ bool aesCbc(bool encrypt, const PpkKeys& keys, const DataBuffer& in, DataBuffer&
     return ok;
 }
 
-bool loadChecked(const char* text, const DataBuffer* passphrase, EccKey& key, std::string& found, LogBase& log) {
+bool loadChecked(const char* text, const DataBuffer* passphrase, const KdfLimits& limits, EccKey& key,
+                 std::string& found, LogBase& log) {
     PpkFile ppk;
     if (!parsePpk(text, passphrase != nullptr, ppk, log)) return false;
+    // Malformed numbers read as 0 here; the derivation refuses them with its own line.
+    const unsigned long long work = std::strtoull(ppk.memory.c_str(), nullptr, 10) *
+                                    std::strtoull(ppk.passes.c_str(), nullptr, 10);
+    if (ppk.encrypted() && ppk.version == 3 && work > limits.argon2Work) {
+        log.LogError(kTooMuchWork);
+        return false;
+    }
     found = "PuTTY key file v" + std::to_string(ppk.version) + ", " +
             (!ppk.encrypted() ? std::string("unencrypted")
                               : ppk.encryption + (ppk.version == 3 ? ", " + ppk.kdf : std::string()));
@@ -321,11 +329,12 @@ bool header(StringBuffer& text, const char* name, const std::string& value) {
 
 }  // namespace
 
-bool loadPuttyPpk(const char* text, const DataBuffer* passphrase, EccKey& key, std::string& found, LogBase& log) {
+bool loadPuttyPpk(const char* text, const DataBuffer* passphrase, EccKey& key, std::string& found, LogBase& log,
+                  const KdfLimits& limits) {
     LogContextExitor ctx(log, "loadPuttyPpk");
     key.clearEccKey();
     found = "PuTTY key file";
-    if (loadChecked(text, passphrase, key, found, log)) return true;
+    if (loadChecked(text, passphrase, limits, key, found, log)) return true;
     key.clearEccKey();
     return false;
 }

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "ecc/EccKey.h"
+#include "keyfile/KdfLimits.h"
 #include "host/DataBuffer.h"
 #include "host/LogBase.h"
 #include "host/Prng.h"
@@ -30,7 +31,8 @@ struct PpkArgon2Cost {
 // Returns true with key private; false with key cleared and one error line: "wrong
 // passphrase or corrupt file" when the MAC fails on an encrypted file, "the key file is
 // encrypted: a passphrase is needed" when passphrase is null, else what is wrong with the file.
-bool loadPuttyPpk(const char* text, const DataBuffer* passphrase, EccKey& key, std::string& found, LogBase& log);
+bool loadPuttyPpk(const char* text, const DataBuffer* passphrase, EccKey& key, std::string& found, LogBase& log,
+                  const KdfLimits& limits = KdfLimits());
 
 // Writes key (private, on a curve SSH names) as a .ppk file of version 2 or 3 into text
 // (replacing its content): LF line endings, 64-character base64 lines.

@@ -109,7 +109,7 @@ TEST(PuttyFiles, RefusedFiles) {
         {"PuTTY-User-Key-File-3: ecdsa-sha2-nistp256\nEncryption: aes256-cbc\nComment: x\nPublic-Lines: 1\nAAAA\n"
          "Key-Derivation: Argon2id\nArgon2-Memory: 99999999\nArgon2-Passes: 1\nArgon2-Parallelism: 1\n"
          "Argon2-Salt: 00\nPrivate-Lines: 1\nAAAAAAAAAAAAAAAAAAAAAA==\nPrivate-MAC: 00\n",
-         "The PuTTY key file's Argon2 parameters are malformed or beyond what this layer will spend."},
+         vn::keyfile::kTooMuchWork},
         {"PuTTY-User-Key-File-2: ecdsa-sha2-nistp256\nEncryption: aes128-cbc\n",
          "The PuTTY key file uses an encryption this layer does not know."},
     };
