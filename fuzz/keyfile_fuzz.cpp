@@ -102,6 +102,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     vn::keyfile::ReadOptions options;
     options.curveHint = hintIndex == 0 ? "" : vn::namedCurveAt(hintIndex - 1).name;
     options.passphrase = &pass;
+    // A mutated cost field must not make one input run for minutes: the seeds need little.
+    options.kdfLimits.pbkdf2Iterations = 4096;
+    options.kdfLimits.scryptWork = 1ul << 14;
+    options.kdfLimits.bcryptRounds = 4;
+    options.kdfLimits.argon2Work = 1ul << 10;
     vn::DataBuffer input;
     fuzz::fill(input, data + 1, size - 1);
     vn::LogNull log;
