@@ -13,7 +13,7 @@ export ASAN_OPTIONS=detect_leaks=0
 C=fuzz/corpus
 W="$(mktemp -d)"
 trap 'rm -rf "$W"' EXIT
-for t in der pem point raw verify wrap putty jwk xml cli; do
+for t in der pem point raw verify wrap putty jwk xml cli keyfile points; do
   mkdir -p "$C/$t"
   rm -f "$C/$t"/seed-*
 done
@@ -70,6 +70,13 @@ for i in "${!curves[@]}"; do
   done
   { byte $((i + 1)); cat "$d/k.hex"; } > "$C/cli/seed-$c-hex"
 
+  # Compressed points: bare (the points target's first byte is the curve), in the tool's
+  # SubjectPublicKeyInfo, and as hex with the curve hint for the key-file reader.
+  "$TOOL" pub --to raw-hex --point compressed "$d/key.pem" | tr -d '\n' > "$d/qc.hex"
+  { byte "$i"; hexbin < "$d/qc.hex"; } > "$C/points/seed-$c-compressed"
+  { byte "$i"; "$TOOL" pub --to spki-der --point compressed "$d/key.pem"; } > "$C/points/seed-$c-spki-compressed-der"
+  { byte $((i + 1)); cat "$d/qc.hex"; } > "$C/keyfile/seed-$c-compressed-hex"
+
   # Signatures by the verify target's fixed key: DER and raw r || s from the tool, DER from
   # OpenSSL where it knows the curve. Layout: curve, flags, rLen, digest length, digest, sig.
   printf '%s' "$FIXED_K" > "$d/fixed.hex"
@@ -119,5 +126,76 @@ if command -v puttygen > /dev/null; then
   puttygen -q -t ecdsa -b 384 --ppk-param version=2 -o "$W/p2.ppk" --new-passphrase /dev/null 2>/dev/null &&
     { byte 0; cat "$W/p2.ppk"; } > "$C/cli/seed-putty-v2"
 fi
+
+# The key-file reader with the passphrase "pw": every container, at the least cost each tool
+# accepts, so that the fuzzer runs many inputs a second. The ecckey tool's own encrypted
+# output uses its fixed (higher) costs; one seed of each form is enough.
+K=$C/keyfile
+P=$C/points
+seed() { { byte 0; cat "$2"; } > "$K/seed-$1"; }
+"$TOOL" gen --to sec1 secp256r1 > "$W/tool.pem"
+for f in openssh ppk ppk2 pkcs8; do
+  "$TOOL" convert --to $f --passout pass:pw "$W/tool.pem" > "$W/tool-$f" && seed "ecckey-$f-pw" "$W/tool-$f"
+done
+"$TOOL" convert --to pkcs8-der --passout pass:pw "$W/tool.pem" > "$W/tool-pkcs8-der" && seed ecckey-pkcs8-der-pw "$W/tool-pkcs8-der"
+for f in sec1 pkcs8 spki sec1-der pkcs8-der spki-der; do
+  "$TOOL" convert --to $f --point compressed "$W/tool.pem" > "$W/tool-c-$f" && seed "ecckey-$f-compressed" "$W/tool-c-$f"
+done
+for f in sec1-der pkcs8-der; do
+  { byte 13; "$TOOL" convert --to $f --point compressed "$d/key.pem"; } > "$P/seed-${curves[13]}-$f-compressed"
+done
+
+for c in secp256r1 secp384r1 secp521r1 secp256k1 brainpoolp256r1; do
+  o=${osslName[$c]}
+  openssl ecparam -name "$o" -genkey -noout > "$W/$c.key"
+  openssl pkcs8 -topk8 -v2 aes256 -iter 1 -passout pass:pw -in "$W/$c.key" > "$W/o" && seed "openssl-$c-pkcs8-aes256" "$W/o"
+  openssl ec -aes256 -passout pass:pw -in "$W/$c.key" 2>/dev/null > "$W/o" && seed "openssl-$c-ec-aes256" "$W/o"
+  openssl ec -conv_form compressed -in "$W/$c.key" 2>/dev/null > "$W/o" && seed "openssl-$c-sec1-compressed" "$W/o"
+  openssl ec -conv_form compressed -pubout -in "$W/$c.key" 2>/dev/null > "$W/o" && seed "openssl-$c-spki-compressed" "$W/o"
+  openssl ec -conv_form compressed -pubout -outform DER -in "$W/$c.key" 2>/dev/null > "$W/o"
+  i=0; while [ "${curves[$i]}" != "$c" ]; do i=$((i + 1)); done
+  { byte "$i"; cat "$W/o"; } > "$P/seed-openssl-$c-spki-compressed-der"
+done
+k=$W/secp256r1.key
+openssl pkcs8 -topk8 -v2 aes128 -v2prf hmacWithSHA512 -iter 1 -passout pass:pw -in "$k" > "$W/o" && seed openssl-pkcs8-aes128-sha512 "$W/o"
+openssl pkcs8 -topk8 -v2 aes192 -v2prf hmacWithSHA1 -iter 1 -passout pass:pw -outform DER -in "$k" > "$W/o" && seed openssl-pkcs8-der-aes192-sha1 "$W/o"
+openssl pkcs8 -topk8 -scrypt -scrypt_N 16 -scrypt_r 1 -scrypt_p 1 -passout pass:pw -in "$k" > "$W/o" && seed openssl-pkcs8-scrypt "$W/o"
+openssl ec -aes128 -passout pass:pw -in "$k" 2>/dev/null > "$W/o" && seed openssl-ec-aes128 "$W/o"
+openssl ec -des3 -passout pass:pw -in "$k" 2>/dev/null > "$W/o" && seed openssl-ec-des3 "$W/o"
+
+if command -v ssh-keygen > /dev/null; then
+  for z in aes256-ctr aes128-ctr aes256-cbc aes256-gcm@openssh.com chacha20-poly1305@openssh.com; do
+    rm -f "$W/id"
+    ssh-keygen -q -t ecdsa -b 256 -N pw -a 1 -Z "$z" -C fuzz -f "$W/id" > /dev/null && seed "openssh-$z" "$W/id"
+  done
+  for b in 384 521; do
+    rm -f "$W/id"
+    ssh-keygen -q -t ecdsa -b $b -N pw -a 1 -C fuzz -f "$W/id" > /dev/null && seed "openssh-$b" "$W/id"
+  done
+  rm -f "$W/id"
+  ssh-keygen -q -t ed25519 -N '' -C fuzz -f "$W/id" > /dev/null
+  seed openssh-ed25519 "$W/id"
+  seed openssh-ed25519-pub "$W/id.pub"
+  cp "$W/id" "$W/id.pub" "$P/" && mv "$P/id" "$P/seed-openssh-ed25519" && mv "$P/id.pub" "$P/seed-openssh-ed25519-pub"
+fi
+if command -v puttygen > /dev/null; then
+  printf 'pw\n' > "$W/pw"
+  for kdf in argon2id argon2i argon2d; do
+    puttygen -q -t ecdsa -b 256 -o "$W/p.ppk" --new-passphrase "$W/pw" \
+      --ppk-param "kdf=$kdf,memory=8,passes=1,parallelism=1" 2>/dev/null && seed "putty-v3-$kdf" "$W/p.ppk"
+  done
+  puttygen -q -t ecdsa -b 384 -o "$W/p.ppk" --new-passphrase "$W/pw" --ppk-param version=2 2>/dev/null &&
+    seed putty-v2-aes256 "$W/p.ppk"
+  puttygen -q -t ed25519 -o "$W/p.ppk" --new-passphrase /dev/null 2>/dev/null &&
+    { seed putty-ed25519 "$W/p.ppk"; cp "$W/p.ppk" "$P/seed-putty-ed25519"; }
+fi
+
+# Keys of other types, for the namer.
+openssl genpkey -algorithm ed25519 > "$W/o" && { seed openssl-ed25519 "$W/o"; cp "$W/o" "$P/seed-openssl-ed25519"; }
+openssl pkey -pubout -outform DER -in "$W/o" > "$P/seed-openssl-ed25519-spki-der"
+openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:1024 2>/dev/null > "$W/o" &&
+  { seed openssl-rsa "$W/o"; cp "$W/o" "$P/seed-openssl-rsa"; }
+openssl rsa -traditional -in "$W/o" 2>/dev/null > "$P/seed-openssl-rsa-traditional"
+openssl pkey -pubout -in "$W/o" > "$P/seed-openssl-rsa-spki"
 
 du -sh "$C"

@@ -90,6 +90,7 @@ bool _vnHash::start(int hashId) {
 
 bool _vnHash::update(const void* data, std::size_t len) {
     if (m_blocks == nullptr || (data == nullptr && len != 0)) return false;
+    if (len == 0) return true;  // nothing to take, and no pointer to copy from
     const unsigned char* p = static_cast<const unsigned char*>(data);
     m_total += len;
     if (m_buffered != 0) {

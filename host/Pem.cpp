@@ -87,13 +87,13 @@ bool _vnPublicKey::derToPem(const char* label, DataBuffer& der, StringBuffer& ou
     }
     StringBuffer body;
     bool ok = encoding::base64Encode(der.getData2(), der.getSize(), false, body) &&
-              out.append3(kBegin, label, "-----\r\n");
+              out.append3(kBegin, label, "-----\n");
     const char* b64 = body.getString();
     const unsigned n = body.getSize();
     for (unsigned i = 0; ok && i < n; i += kLineChars) {
-        ok = out.appendN(b64 + i, n - i < kLineChars ? n - i : kLineChars) && out.append("\r\n");
+        ok = out.appendN(b64 + i, n - i < kLineChars ? n - i : kLineChars) && out.append("\n");
     }
-    ok = ok && out.append3(kEnd, label, "-----\r\n");
+    ok = ok && out.append3(kEnd, label, "-----\n");
     // The body may be a private key.
     body.secureClear();
     if (!ok) {

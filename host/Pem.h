@@ -10,8 +10,8 @@ namespace vn {
 class _vnPublicKey {
 public:
     // Replaces out's text with "-----BEGIN <label>-----", the base64 of der in lines of 64
-    // characters, and "-----END <label>-----", each line ending in "\r\n". False for an
-    // empty der or a label RFC 7468 does not allow.
+    // characters, and "-----END <label>-----", each line ending in "\n" as openssl and
+    // ssh-keygen end theirs. False for an empty der or a label RFC 7468 does not allow.
     static bool derToPem(const char* label, DataBuffer& der, StringBuffer& out, LogBase& log);
 };
 

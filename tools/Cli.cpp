@@ -176,7 +176,10 @@ void reportFailure(const char* command, const std::string& message, const LogBas
         std::fputs(log.render().c_str(), stderr);
         return;
     }
-    for (const std::string& line : log.errors()) std::fprintf(stderr, "  %s\n", line.c_str());
+    // A message that is itself the log's one error line (a wrong passphrase) is said once.
+    const std::vector<std::string> errors = log.errors();
+    if (errors.size() == 1 && errors[0] == message) return;
+    for (const std::string& line : errors) std::fprintf(stderr, "  %s\n", line.c_str());
 }
 
 void reportVerbose(const LogBase& log, bool verbose) {

@@ -11,8 +11,8 @@
 #include "host/Hash.h"
 #include "tools/Cli.h"
 #include "tools/Commands.h"
-#include "tools/KeyReader.h"
-#include "tools/KeyWriter.h"
+#include "keyfile/KeyReader.h"
+#include "keyfile/KeyWriter.h"
 
 namespace vn {
 namespace cli {
@@ -51,18 +51,20 @@ struct Row {
 
 // Writes the key in each form that reads back and checks what comes back.
 void roundTripForms(EccKey& key, Row& row, LogBase& log) {
-    for (const OutputForm& form : outputForms()) {
+    for (const keyfile::OutputForm& form : keyfile::outputForms()) {
         const std::string name = form.name;
         if (name.compare(0, 11, "fingerprint") == 0 || name == "jwk-thumbprint") continue;  // digests only
-        if ((name == "ssh") && sshIdentifierOf(key) == nullptr) continue;
+        const bool sshFamily = name == "ssh" || name == "openssh" || name.compare(0, 3, "ppk") == 0;
+        if (sshFamily && keyfile::sshIdentifierOf(key) == nullptr) continue;
         ++row.formsTried;
         DataBuffer out;
         std::string message, detected;
         EccKey back;
         // Raw hexadecimal carries no curve; the demo names it, as a user would with --curve.
-        const std::string hint = name == "raw-hex" ? key.m_curve.name.getString() : "";
+        keyfile::ReadOptions hint;
+        if (name == "raw-hex") hint.curveHint = key.m_curve.name.getString();
         const bool isPrivateForm = form.needsPrivate || name == "jwk" || name == "xml" || name == "raw-hex";
-        if (writeKey(key, name, out, message, log) && readKey(out, hint, back, detected, log) &&
+        if (keyfile::writeKey(key, name, {}, out, message, log) && keyfile::readKey(out, hint, back, detected, log) &&
             sameKey(key, back, isPrivateForm)) {
             ++row.formsOk;
         } else if (row.failure.empty()) {

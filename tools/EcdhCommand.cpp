@@ -3,7 +3,7 @@
 
 #include "tools/Cli.h"
 #include "tools/Commands.h"
-#include "tools/KeyReader.h"
+#include "tools/KeyInput.h"
 
 namespace vn {
 namespace cli {
@@ -11,28 +11,19 @@ namespace cli {
 namespace {
 
 const char kEcdhUsage[] =
-    "usage: ecckey ecdh --key KEY --peer PEER [--curve NAME]\n"
+    "usage: ecckey ecdh --key KEY --peer PEER [--curve NAME] [--passin SOURCE]\n"
     "\n"
     "Agrees on a shared secret between the private key in KEY and the public key in PEER\n"
     "(each in any form 'ecckey convert' reads; PEER may be a private key too, only its public\n"
     "point is used) and prints it in hexadecimal: the x-coordinate of the shared point, as\n"
     "wide as the curve's field, as openssl pkeyutl -derive gives it.\n";
 
-bool loadFrom(const std::string& path, const std::string& curveHint, EccKey& key, std::string& error, LogBase& log) {
-    DataBuffer bytes;
-    std::string form;
-    if (!readInput(path, bytes, kMaxKeyBytes, error)) return false;
-    if (readKey(bytes, curveHint, key, form, log)) return true;
-    error = "cannot read the key in " + path + " (looked like: " + form + ")";
-    return false;
-}
-
 }  // namespace
 
 int runEcdh(int argc, char** argv, int first) {
     Args args;
     std::string error;
-    if (!parseArgs(argc, argv, first, {"--key", "--peer", "--curve"}, {}, args, error) ||
+    if (!parseArgs(argc, argv, first, {"--key", "--peer", "--curve", kPassinOption}, {}, args, error) ||
         (!args.help && (args.get("key") == nullptr || args.get("peer") == nullptr || !args.positional.empty()))) {
         if (error.empty()) error = "--key and --peer are required, and nothing else";
         std::fprintf(stderr, "ecckey ecdh: %s\n\n%s", error.c_str(), kEcdhUsage);
@@ -48,9 +39,9 @@ int runEcdh(int argc, char** argv, int first) {
     }
     LogBase log;
     EccKey key, peer;
-    const std::string curveHint = args.getOr("curve", "");
-    if (!loadFrom(*args.get("key"), curveHint, key, error, log) ||
-        !loadFrom(*args.get("peer"), curveHint, peer, error, log)) {
+    std::string form;
+    if (!readKeyFile(*args.get("key"), args, key, form, error, log) ||
+        !readKeyFile(*args.get("peer"), args, peer, form, error, log)) {
         reportFailure("ecdh", error, log, args.verbose);
         return kBadInput;
     }

@@ -6,8 +6,9 @@
 #include "host/BigNum.h"
 #include "tools/Cli.h"
 #include "tools/Commands.h"
-#include "tools/KeyReader.h"
-#include "tools/KeyWriter.h"
+#include "tools/KeyInput.h"
+#include "tools/Passphrase.h"
+#include "keyfile/KeyWriter.h"
 
 namespace vn {
 namespace cli {
@@ -16,7 +17,7 @@ namespace {
 
 std::string formsHelp() {
     std::string text = "Output forms (--to):\n";
-    for (const OutputForm& f : outputForms()) {
+    for (const keyfile::OutputForm& f : keyfile::outputForms()) {
         std::string name = f.name;
         name.resize(20, ' ');
         text += "  " + name + f.description + (f.needsPrivate ? " [private keys]" : "") + "\n";
@@ -26,23 +27,40 @@ std::string formsHelp() {
 
 const char kInputHelp[] =
     "Input forms, recognised automatically: PEM (\"EC PRIVATE KEY\", \"PRIVATE KEY\", \"PUBLIC KEY\",\n"
-    "\"OPENSSH PRIVATE KEY\"), DER, JWK, the XML forms, raw hexadecimal (a scalar or an 04...\n"
-    "point; --curve NAME says which curve where the length does not), an OpenSSH public key\n"
-    "line, and unencrypted PuTTY .ppk files (versions 2 and 3).\n";
+    "\"OPENSSH PRIVATE KEY\", \"ENCRYPTED PRIVATE KEY\", traditional encrypted PEM), DER, JWK,\n"
+    "the XML forms, raw hexadecimal (a scalar or an 04/02/03 point; --curve NAME says which\n"
+    "curve where the length does not), an OpenSSH public key line, and PuTTY .ppk files\n"
+    "(versions 2 and 3). An encrypted file takes --passin SOURCE (pass:TEXT, env:VAR,\n"
+    "file:PATH, fd:N), or asks on the terminal.\n";
 
-// Writes the key and reports; the exit code.
-int emit(const char* command, EccKey& key, const std::string& form, LogBase& log, bool verbose) {
-    DataBuffer out;
+// Writes the key and reports; the exit code. --passout encrypts it and --point compressed
+// shortens its point, where the form allows.
+int emit(const char* command, EccKey& key, const std::string& form, const Args& args, LogBase& log) {
+    DataBuffer out, passphrase;
     std::string message;
-    if (!writeKey(key, form, out, message, log)) {
-        reportFailure(command, message.empty() ? "cannot write the key as " + form : message, log, verbose);
+    keyfile::WriteOptions options;
+    const std::string point = args.getOr("point", "uncompressed");
+    if (point != "compressed" && point != "uncompressed") {
+        std::fprintf(stderr, "ecckey %s: --point is compressed or uncompressed\n", command);
+        return kBadInput;
+    }
+    options.compressedPoint = point == "compressed";
+    if (const std::string* source = args.get("passout")) {
+        if (!readPassphrase(*source, passphrase, message)) {
+            std::fprintf(stderr, "ecckey %s: %s\n", command, message.c_str());
+            return kBadInput;
+        }
+        options.passphrase = &passphrase;
+    }
+    if (!keyfile::writeKey(key, form, options, out, message, log)) {
+        reportFailure(command, message.empty() ? "cannot write the key as " + form : message, log, args.verbose);
         return kBadInput;
     }
     if (!writeOutput(out.getData2(), out.getSize())) {
         std::fprintf(stderr, "ecckey %s: cannot write to standard output\n", command);
         return kBadInput;
     }
-    reportVerbose(log, verbose);
+    reportVerbose(log, args.verbose);
     return kOk;
 }
 
@@ -51,7 +69,8 @@ int emit(const char* command, EccKey& key, const std::string& form, LogBase& log
 int loadKeyArgs(const char* command, const char* usage, int argc, char** argv, int first, Args& args, EccKey& key,
                 LogBase& log) {
     std::string error;
-    if (!parseArgs(argc, argv, first, {"--to", "--curve"}, {}, args, error) || args.positional.size() > 1) {
+    if (!parseArgs(argc, argv, first, {"--to", "--curve", kPassinOption, "--passout", "--point"}, {}, args, error) ||
+        args.positional.size() > 1) {
         if (error.empty()) error = "more than one input file";
         std::fprintf(stderr, "ecckey %s: %s\n\n%s", command, error.c_str(), usage);
         return kBadInput;
@@ -60,17 +79,9 @@ int loadKeyArgs(const char* command, const char* usage, int argc, char** argv, i
         std::printf("%s\n%s\n%s", usage, kInputHelp, formsHelp().c_str());
         return kOk;
     }
-    const std::string path = args.positional.empty() ? "-" : args.positional[0];
-    DataBuffer input;
-    if (!readInput(path, input, kMaxKeyBytes, error)) {
-        std::fprintf(stderr, "ecckey %s: %s\n", command, error.c_str());
-        return kBadInput;
-    }
     std::string form;
-    if (!readKey(input, args.getOr("curve", ""), key, form, log)) {
-        reportFailure(command, "cannot read a key from " + (path == "-" ? std::string("standard input") : path) +
-                                   " (looked like: " + form + ")",
-                      log, args.verbose);
+    if (!readKeyFile(args.positional.empty() ? "-" : args.positional[0], args, key, form, error, log)) {
+        reportFailure(command, error, log, args.verbose);
         return kBadInput;
     }
     log.LogDataStr("inputForm", form.c_str());
@@ -78,28 +89,32 @@ int loadKeyArgs(const char* command, const char* usage, int argc, char** argv, i
 }
 
 const char kGenUsage[] =
-    "usage: ecckey gen [--to FORM] CURVE\n"
+    "usage: ecckey gen [--to FORM] [--passout SOURCE] [--point compressed] CURVE\n"
     "\n"
     "Generates a private key on CURVE (any name 'ecckey curves' lists) from the operating\n"
     "system's random generator, and writes it (default: sec1, PEM \"EC PRIVATE KEY\").\n";
 
 const char kPubUsage[] =
-    "usage: ecckey pub [--to FORM] [--curve NAME] [FILE]\n"
+    "usage: ecckey pub [--to FORM] [--curve NAME] [--passin SOURCE] [--point compressed] [FILE]\n"
     "\n"
     "Writes the public key of the key in FILE or standard input (default: spki, PEM\n"
     "\"PUBLIC KEY\").\n";
 
 const char kConvertUsage[] =
-    "usage: ecckey convert --to FORM [--curve NAME] [FILE]\n"
+    "usage: ecckey convert --to FORM [--curve NAME] [--passin SOURCE] [--passout SOURCE]\n"
+    "                      [--point compressed] [FILE]\n"
     "\n"
-    "Reads a key in any form from FILE or standard input and writes it in FORM.\n";
+    "Reads a key in any form from FILE or standard input and writes it in FORM; --passout\n"
+    "encrypts pkcs8, openssh and ppk output, --point compressed shortens the point of sec1,\n"
+    "pkcs8, spki and a public raw-hex.\n";
 
 }  // namespace
 
 int runGen(int argc, char** argv, int first) {
     Args args;
     std::string error;
-    if (!parseArgs(argc, argv, first, {"--to"}, {}, args, error) || (!args.help && args.positional.size() != 1)) {
+    if (!parseArgs(argc, argv, first, {"--to", "--passout", "--point"}, {}, args, error) ||
+        (!args.help && args.positional.size() != 1)) {
         if (error.empty()) error = args.positional.empty() ? "which curve?" : "one curve only";
         std::fprintf(stderr, "ecckey gen: %s\n\n%s", error.c_str(), kGenUsage);
         return kBadInput;
@@ -118,7 +133,7 @@ int runGen(int argc, char** argv, int first) {
                       args.verbose);
         return kBadInput;
     }
-    return emit("gen", key, args.getOr("to", "sec1"), log, args.verbose);
+    return emit("gen", key, args.getOr("to", "sec1"), args, log);
 }
 
 int runPub(int argc, char** argv, int first) {
@@ -133,7 +148,7 @@ int runPub(int argc, char** argv, int first) {
     pub.copyFromEccKey(key);
     pub.m_keyType = 0;
     BigNum::mp_zero(pub.m_k);
-    return emit("pub", pub, form, log, args.verbose);
+    return emit("pub", pub, form, args, log);
 }
 
 int runConvert(int argc, char** argv, int first) {
@@ -148,7 +163,7 @@ int runConvert(int argc, char** argv, int first) {
         std::fprintf(stderr, "ecckey convert: --to FORM is required\n\n%s", kConvertUsage);
         return kBadInput;
     }
-    return emit("convert", key, *form, log, args.verbose);
+    return emit("convert", key, *form, args, log);
 }
 
 }  // namespace cli

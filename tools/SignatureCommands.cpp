@@ -9,7 +9,7 @@
 #include "host/SshMessage.h"
 #include "tools/Cli.h"
 #include "tools/Commands.h"
-#include "tools/KeyReader.h"
+#include "tools/KeyInput.h"
 
 namespace vn {
 namespace cli {
@@ -17,7 +17,7 @@ namespace cli {
 namespace {
 
 const char kSignUsage[] =
-    "usage: ecckey sign --key KEY [--hash sha256|sha384|sha512|sha1] [--format der|raw|ssh] [FILE]\n"
+    "usage: ecckey sign --key KEY [--passin SOURCE] [--hash sha256|sha384|sha512|sha1] [--format der|raw|ssh] [FILE]\n"
     "\n"
     "Signs the message in FILE or standard input with the private key in KEY (any form\n"
     "'ecckey convert' reads) and writes the signature, binary, to standard output:\n"
@@ -60,7 +60,7 @@ int prepare(const char* command, const char* usage, bool needsSig, int argc, cha
     LogBase& log = job.log;
     DataBuffer& digest = job.digest;
     std::string error;
-    if (!parseArgs(argc, argv, first, {"--key", "--sig", "--hash", "--format", "--curve"}, {}, args, error)) {
+    if (!parseArgs(argc, argv, first, {"--key", "--sig", "--hash", "--format", "--curve", kPassinOption}, {}, args, error)) {
         std::fprintf(stderr, "ecckey %s: %s\n\n%s", command, error.c_str(), usage);
         return kBadInput;
     }
@@ -84,15 +84,9 @@ int prepare(const char* command, const char* usage, bool needsSig, int argc, cha
         std::fprintf(stderr, "ecckey %s: the key and the message cannot both come from standard input\n", command);
         return kBadInput;
     }
-    DataBuffer keyBytes;
-    if (!readInput(*args.get("key"), keyBytes, kMaxKeyBytes, error)) {
-        std::fprintf(stderr, "ecckey %s: %s\n", command, error.c_str());
-        return kBadInput;
-    }
     std::string form;
-    if (!readKey(keyBytes, args.getOr("curve", ""), key, form, log)) {
-        reportFailure(command, "cannot read the key in " + *args.get("key") + " (looked like: " + form + ")", log,
-                      args.verbose);
+    if (!readKeyFile(*args.get("key"), args, key, form, error, log)) {
+        reportFailure(command, error, log, args.verbose);
         return kBadInput;
     }
     // The message is hashed as it is read: its size is the file system's business, not ours.

@@ -233,14 +233,14 @@ TEST(Codecs, PemWriterLayoutAndRoundTrip) {
     // 64-character CRLF lines: 48 bytes fill one exactly, 49 spill 4 characters.
     for (unsigned n = 1; n <= 200; ++n) {
         const std::string body = openSslBase64(pattern(n));
-        std::string want = "-----BEGIN X509 CRL-----\r\n";
-        for (std::size_t at = 0; at < body.size(); at += 64) want += body.substr(at, 64) + "\r\n";
+        std::string want = "-----BEGIN X509 CRL-----\n";
+        for (std::size_t at = 0; at < body.size(); at += 64) want += body.substr(at, 64) + "\n";
         DataBuffer der;
         der.append(pattern(n).data(), n);
         StringBuffer pem, label;
         LogBase log;
         ASSERT_TRUE(_vnPublicKey::derToPem("X509 CRL", der, pem, log));
-        EXPECT_EQ(pem.getString(), want + "-----END X509 CRL-----\r\n");
+        EXPECT_EQ(pem.getString(), want + "-----END X509 CRL-----\n");
         DataBuffer back;
         ASSERT_TRUE(PemReader::readFirst(pem.getString(), label, back, log)) << n;
         EXPECT_EQ(bytesOf(back), pattern(n));

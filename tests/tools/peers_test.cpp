@@ -33,30 +33,37 @@ struct PeerRow {
 // EXPLICIT set where explicit parameters are recognised by the base point, S the SSH
 // identifier, B the bits, N Node's and JWK's name.
 const PeerRow kRows[] = {
-    {"openssl keys (ecparam with parameters, SEC1, no public key, PKCS#8, SPKI) -> ecckey", "openssl", kAll,
+    {"openssl keys (SEC1, no public key, PKCS#8 plain and encrypted, traditional encrypted, SPKI, compressed; PEM identical) -> ecckey", "openssl", kAll,
      R"~(openssl ecparam -name $O -genkey -out o.pem; has o.pem "BEGIN EC PARAMETERS"
         openssl ec -in o.pem -outform DER -out o.sec1; openssl ec -in o.pem -no_public -outform DER -out o.nopub
         openssl pkey -in o.pem -outform DER -out o.p8; openssl pkey -in o.pem -out o.p8.pem
         openssl ec -in o.pem -pubout -outform DER -out o.spki
         openssl ec -in o.pem -pubout -param_enc explicit -outform DER -out o.explicit
-        openssl ec -in o.pem -pubout -conv_form compressed -outform DER -out o.compressed)~",
+        openssl ec -in o.pem -pubout -conv_form compressed -outform DER -out o.compressed
+        openssl ec -in o.pem -out o.ec.pem; openssl pkey -in o.pem -pubout -out o.pub.pem
+        openssl pkcs8 -topk8 -in o.pem -v2 aes256 -passout pass:pw -out o.enc; openssl ec -in o.pem -aes256 -passout pass:pw -out o.trad)~",
      R"~(for f in o.pem o.sec1 o.nopub o.p8 o.p8.pem; do "$E" convert --to sec1-der $f > $f.k || fail $f; done
-        "$E" convert --to spki-der o.spki > spki.k; "$E" pub --to spki-der o.pem > pub.k)~",
-     R"~(for f in o.pem o.sec1 o.nopub o.p8 o.p8.pem; do same $f.k o.sec1; done; same spki.k o.spki; same pub.k o.spki
+        for f in o.enc o.trad; do "$E" convert --passin pass:pw --to sec1-der $f > $f.k || fail $f; done
+        "$E" convert --to spki-der o.spki > spki.k; "$E" pub --to spki-der o.pem > pub.k
+        "$E" convert --to sec1 o.pem > sec1.pem.k; "$E" pub o.pem > pub.pem.k)~",
+     R"~(for f in o.pem o.sec1 o.nopub o.p8 o.p8.pem o.enc o.trad; do same $f.k o.sec1; done; same spki.k o.spki
+        same pub.k o.spki; same sec1.pem.k o.ec.pem; same pub.pem.k o.pub.pem
         if [ -n "$EXPLICIT" ]; then "$E" convert --to spki-der o.explicit > explicit.k; same explicit.k o.spki
         else refuse "Failed to parse AlgorithmIdentifier" "$E" convert --to spki-der o.explicit; fi
-        refuse "  First byte of ECC point is invalid." "$E" convert --to spki-der o.compressed
-        has got.err "  Invalid ANSI X9.63 ECC point.")~"},
-    {"ecckey keys (SEC1, PKCS#8, SPKI named and explicit; PEM and DER) -> openssl", "openssl", kAll,
+        "$E" convert --to spki-der o.compressed > compressed.k; same compressed.k o.spki)~"},
+    {"ecckey keys (SEC1, PKCS#8 plain and encrypted, SPKI named, explicit, compressed) -> openssl", "openssl", kAll,
      R"~("$E" gen $C > k.pem; "$E" pub --to spki-der k.pem > ref.spki
         for f in sec1 pkcs8 sec1-der pkcs8-der spki spki-der spki-explicit spki-explicit-der; do
-          "$E" convert --to $f k.pem > k.$f; done)~",
+          "$E" convert --to $f k.pem > k.$f; done
+        "$E" convert --to pkcs8 --passout pass:pw k.pem > k.enc; "$E" pub --point compressed --to spki-der k.pem > k.comp)~",
      R"~(for f in sec1 pkcs8 sec1-der pkcs8-der spki spki-der spki-explicit spki-explicit-der; do
           i=PEM; case $f in *-der) i=DER;; esac; pubin=; case $f in spki*) pubin=-pubin;; esac
           openssl pkey $pubin -inform $i -in k.$f -pubout -outform DER -out $f.o; done
         openssl ec -inform DER -in k.sec1-der -pubout -outform DER -out ec.o
-        openssl ec -pubin -inform DER -in k.spki-explicit-der -param_enc named_curve -pubout -outform DER -out named.o)~",
-     R"~(for f in sec1 pkcs8 sec1-der pkcs8-der spki spki-der ec named; do same $f.o ref.spki; done)~"},
+        openssl ec -pubin -inform DER -in k.spki-explicit-der -param_enc named_curve -pubout -outform DER -out named.o
+        openssl pkey -in k.enc -passin pass:pw -pubout -outform DER -out enc.o
+        openssl ec -pubin -inform DER -in k.comp -conv_form uncompressed -pubout -outform DER -out comp.o)~",
+     R"~(for f in sec1 pkcs8 sec1-der pkcs8-der spki spki-der ec named enc comp; do same $f.o ref.spki; done)~"},
     {"ecckey PKCS#8 -> openssl ec -> SEC1 -> ecckey", "openssl", kAll,
      R"~("$E" gen $C > k.pem; "$E" convert --to pkcs8-der k.pem > k.p8; "$E" convert --to sec1-der k.pem > k.sec1)~",
      R"~(openssl ec -inform DER -in k.p8 -outform DER -out o.sec1; "$E" convert --to sec1-der o.sec1 > back)~",
@@ -82,14 +89,21 @@ const PeerRow kRows[] = {
      R"~(ssh-keygen -l -E md5 -f k.pub > md5; ssh-keygen -l -f k.pub > sha)~",
      R"~(has fp "ecdsa-sha2-$S "; has md5 "$B MD5:$(awk '{print $NF}' fp) "; has md5 "(ECDSA)"
         has sha "$B $(cat fps) ")~"},
-    {"ssh-keygen private file and public line -> ecckey", "ssh-keygen", kSsh,
+    {"ssh-keygen private file (plain and ssh-keygen -p encrypted) and public line -> ecckey", "ssh-keygen", kSsh,
      R"~(ssh-keygen -q -t ecdsa -b $B -N '' -C peer -f id; ssh-keygen -e -m PKCS8 -f id.pub > theirs.spki
         cp id enc; ssh-keygen -q -p -a 1 -P '' -N secret -f enc)~",
      R"~("$E" convert --to ssh id > line; "$E" convert --to spki id.pub > spki; "$E" pub id > pub
         "$E" convert --to fingerprint id > fp; ssh-keygen -l -E md5 -f id.pub > md5)~",
      R"~([ "$(fields line)" = "$(fields id.pub)" ] || fail "line $(cat line)"; same pub spki
         [ "$(tr -d '\r\n' < spki)" = "$(tr -d '\r\n' < theirs.spki)" ] || fail "SPKI differs"
-        has md5 "MD5:$(awk '{print $NF}' fp) "; refuse "cannot read a key" "$E" convert --to ssh enc)~"},
+        has md5 "MD5:$(awk '{print $NF}' fp) "; "$E" convert --passin pass:secret --to ssh enc > encline
+        [ "$(fields encline)" = "$(fields id.pub)" ] || fail "encrypted: $(cat encline)"
+        refuse "wrong passphrase or corrupt file" "$E" convert --passin pass:nope --to ssh enc)~"},
+    {"ecckey OpenSSH private files, plain and encrypted -> ssh-keygen -y", "ssh-keygen", kSsh,
+     R"~("$E" gen $C > k.pem; "$E" convert --to ssh k.pem > line
+        "$E" convert --to openssh k.pem > plain; "$E" convert --to openssh --passout pass:pw k.pem > enc; chmod 600 plain enc)~",
+     R"~(ssh-keygen -y -P '' -f plain > plain.pub; ssh-keygen -y -P pw -f enc > enc.pub)~",
+     R"~(for f in plain enc; do [ "$(fields $f.pub)" = "$(fields line)" ] || fail "$f: $(cat $f.pub)"; done)~"},
 
     {"puttygen PPK v2 and v3 (and its OpenSSH PEM) -> ecckey", "puttygen", kSsh,
      R"~(for V in 2 3; do puttygen -t ecdsa -b $B --ppk-param version=$V --new-passphrase /dev/null -o k$V.ppk
@@ -100,11 +114,16 @@ const PeerRow kRows[] = {
      R"~(for V in 2 3; do has k$V.ppk "PuTTY-User-Key-File-$V: ecdsa-sha2-$S"; same ppk$V pem$V
           [ "$(fields line$V)" = "$(fields k$V.pub)" ] || fail "v$V line $(cat line$V)"
           refuse "MAC does not match" "$E" convert --to ssh bad$V.ppk; done)~"},
-    {"ecckey SEC1 -> puttygen -> PPK -> ecckey", "puttygen", kSsh,
-     R"~("$E" gen $C > k.pem; "$E" convert --to ssh k.pem > line; "$E" convert --to sec1-der k.pem > k.sec1)~",
+    {"ecckey SEC1 and encrypted PPK v2/v3 -> puttygen -> PPK -> ecckey", "puttygen", kSsh,
+     R"~("$E" gen $C > k.pem; "$E" convert --to ssh k.pem > line; "$E" convert --to sec1-der k.pem > k.sec1
+        echo pw > pw; for V in ppk ppk2; do "$E" convert --to $V --passout file:pw k.pem > ours.$V; done)~",
      R"~(puttygen k.pem -O public-openssh -o k.pub; puttygen k.pem -O private -o k.ppk
-        "$E" convert --to sec1-der k.ppk > back)~",
-     R"~([ "$(fields line)" = "$(fields k.pub)" ] || fail "puttygen's line differs"; same back k.sec1)~"},
+        puttygen k.pem --new-passphrase pw -O private -o e.ppk
+        for V in ppk ppk2; do puttygen ours.$V --old-passphrase pw -O private-openssh -o $V.pem; done
+        "$E" convert --to sec1-der k.ppk > back; "$E" convert --passin pass:pw --to sec1-der e.ppk > eback)~",
+     R"~([ "$(fields line)" = "$(fields k.pub)" ] || fail "puttygen's line differs"; same back k.sec1; same eback k.sec1
+        for V in ppk ppk2; do "$E" convert --passin pass:pw --to sec1-der $V.pem > $V.back; same $V.back k.sec1; done
+        refuse "wrong passphrase or corrupt file" "$E" convert --passin pass:nope --to ssh e.ppk)~"},
 
     {"ecckey private and public JWK -> node (members, SPKI, thumbprint)", "node", kNode,
      R"~("$E" gen $C > k.pem; "$E" convert --to jwk k.pem > k.jwk; "$E" convert --to jwk-public k.pem > k.pub.jwk

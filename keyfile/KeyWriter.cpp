@@ -1,12 +1,16 @@
-#include "tools/KeyWriter.h"
+#include "keyfile/KeyWriter.h"
 
 #include <cstring>
 
 #include "host/Hash.h"
 #include "host/Pem.h"
+#include "keyfile/EncryptedPkcs8.h"
+#include "keyfile/OpenSshFiles.h"
+#include "keyfile/PointCompression.h"
+#include "keyfile/PuttyFiles.h"
 
 namespace vn {
-namespace cli {
+namespace keyfile {
 
 const std::vector<OutputForm>& outputForms() {
     static const std::vector<OutputForm> forms = {
@@ -25,6 +29,9 @@ const std::vector<OutputForm>& outputForms() {
         {"xml-dsig", "XML Signature 1.1 <ECKeyValue>", false},
         {"raw-hex", "the scalar (private) or the X9.63 point (public) in hexadecimal", false},
         {"ssh", "OpenSSH public key line", false},
+        {"openssh", "OpenSSH private key file (encrypted with --passout: bcrypt, aes256-ctr)", true},
+        {"ppk", "PuTTY .ppk file, version 3 (encrypted with --passout: Argon2id, aes256-cbc)", true},
+        {"ppk2", "PuTTY .ppk file, version 2 (encrypted with --passout: aes256-cbc)", true},
         {"fingerprint", "SSH MD5 fingerprint, as ssh-keygen -l -E md5 shows it", false},
         {"fingerprint-sha256", "SSH SHA-256 fingerprint (the SHA256:... field of ssh-keygen -l)", false},
     };
@@ -91,9 +98,17 @@ bool jwkThumbprint(EccKey& key, DataBuffer& out, LogBase& log) {
     return digest.encodeDB("base64url", b64) && appendText(out, b64, true);
 }
 
+// The key's DER in one of the structures that carry a point, compressed on request.
+template <typename Write>
+bool pointDer(const WriteOptions& options, DataBuffer& der, Write write) {
+    LogNull quiet;
+    return write() && (!options.compressedPoint || compressInDer(der, quiet));
+}
+
 }  // namespace
 
-bool writeKey(EccKey& key, const std::string& formName, DataBuffer& out, std::string& message, LogBase& log) {
+bool writeKey(EccKey& key, const std::string& formName, const WriteOptions& options, DataBuffer& out,
+              std::string& message, LogBase& log) {
     out.clear();
     out.setSecure(true);
     const OutputForm* form = findOutputForm(formName);
@@ -105,27 +120,54 @@ bool writeKey(EccKey& key, const std::string& formName, DataBuffer& out, std::st
         message = "the form '" + formName + "' needs a private key, and this key is public";
         return false;
     }
-    const bool isSsh = std::strncmp(form->name, "ssh", 3) == 0 || std::strncmp(form->name, "fingerprint", 11) == 0;
+    const std::string f = form->name;
+    const bool isSsh = f.compare(0, 3, "ssh") == 0 || f.compare(0, 11, "fingerprint") == 0 || f.compare(0, 3, "ppk") == 0 ||
+                       f == "openssh";
     if (isSsh && sshIdentifierOf(key) == nullptr) {
         message = std::string("SSH has no name for the curve ") + key.m_curve.name.getString() +
                   "; its blob would read back as secp256r1";
         return false;
     }
-    const std::string f = form->name;
+    const bool isDer = f.size() > 4 && f.compare(f.size() - 4, 4, "-der") == 0;
+    if (options.passphrase != nullptr && f != "pkcs8" && f != "pkcs8-der" && f != "ppk" && f != "ppk2" &&
+        f != "openssh") {
+        message = "the form '" + formName + "' cannot be encrypted (pkcs8, pkcs8-der, openssh, ppk and ppk2 can)";
+        return false;
+    }
+    if (options.compressedPoint && f != "sec1" && f != "sec1-der" && f != "pkcs8" && f != "pkcs8-der" && f != "spki" &&
+        f != "spki-der" && !(f == "raw-hex" && key.m_keyType != 1)) {
+        message = "the form '" + formName + "' has no compressed point (sec1, pkcs8, spki and a public raw-hex have)";
+        return false;
+    }
+    _vnSystemPrng system;
+    _vnPrng& prng = options.prng ? *options.prng : system;
     DataBuffer der;
     der.setSecure(true);
     StringBuffer text, extra;
+    if (f == "openssh") {
+        return writeOpenSshPrivateFile(key, options.passphrase, options.comment, prng, text, log) &&
+               appendText(out, text, false);
+    }
+    if (f == "ppk" || f == "ppk2") {
+        return writePuttyPpk(key, f == "ppk" ? 3 : 2, options.passphrase, options.comment, prng, text, log) &&
+               appendText(out, text, false);
+    }
     if (f == "sec1" || f == "sec1-der") {
-        if (!key.toEccPkcs1PrivateKeyDer(der, log)) return false;
-        return f == "sec1-der" ? out.append(der) : key.toEccPrivateKeyPem(true, text, log) && appendText(out, text, false);
+        if (!pointDer(options, der, [&] { return key.toEccPkcs1PrivateKeyDer(der, log); })) return false;
+        return isDer ? out.append(der) : pem("EC PRIVATE KEY", der, out, log);
     }
     if (f == "pkcs8" || f == "pkcs8-der") {
-        if (!key.toEccPkcs8PrivateKeyDer(der, log)) return false;
-        return f == "pkcs8-der" ? out.append(der) : pem("PRIVATE KEY", der, out, log);
+        if (!pointDer(options, der, [&] { return key.toEccPkcs8PrivateKeyDer(der, log); })) return false;
+        if (options.passphrase != nullptr) {
+            DataBuffer encrypted;
+            if (!encryptPkcs8(der, *options.passphrase, prng, encrypted, log)) return false;
+            return isDer ? out.append(encrypted) : pem("ENCRYPTED PRIVATE KEY", encrypted, out, log);
+        }
+        return isDer ? out.append(der) : pem("PRIVATE KEY", der, out, log);
     }
     if (f == "spki" || f == "spki-der") {
-        if (!key.toPublicKeyDer_shortFmt(der, log)) return false;
-        return f == "spki-der" ? out.append(der) : pem("PUBLIC KEY", der, out, log);
+        if (!pointDer(options, der, [&] { return key.toPublicKeyDer_shortFmt(der, log); })) return false;
+        return isDer ? out.append(der) : pem("PUBLIC KEY", der, out, log);
     }
     if (f == "spki-explicit" || f == "spki-explicit-der") {
         if (!key.toPublicKeyDer_longFmt(der, log)) return false;
@@ -143,6 +185,10 @@ bool writeKey(EccKey& key, const std::string& formName, DataBuffer& out, std::st
     }
     if (f == "xml-dsig") return key.toEccPublicKeyXmlDSig(text, log) && appendText(out, text, true);
     if (f == "raw-hex") {
+        if (options.compressedPoint) {
+            DataBuffer point;
+            return compressPoint(key, point) && point.encodeDB("hex", text) && appendText(out, text, true);
+        }
         if (!key.toRawHex(text, extra, log)) return false;
         return appendText(out, key.m_keyType == 1 ? text : extra, true);
     }
@@ -151,5 +197,5 @@ bool writeKey(EccKey& key, const std::string& formName, DataBuffer& out, std::st
     return sha256Fingerprint(key, out, log);
 }
 
-}  // namespace cli
+}  // namespace keyfile
 }  // namespace vn
