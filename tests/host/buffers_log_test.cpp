@@ -77,6 +77,11 @@ TEST(BuffersLog, SelfAppendAcrossReallocation) {
     EXPECT_STREQ(t.getString(), "012345678956789");
     for (int i = 0; i < 6; ++i) ASSERT_TRUE(t.append(t));
     EXPECT_EQ(std::string(t.getString()).substr(15 * 62), "012345678956789012345678956789");
+    StringBuffer mixed("@az[`AZ{09");  // the letters' neighbours in ASCII stay as they are
+    mixed.toUpperCase();
+    EXPECT_STREQ(mixed.getString(), "@AZ[`AZ{09");
+    mixed.toLowerCase();
+    EXPECT_STREQ(mixed.getString(), "@az[`az{09");
 }
 
 // A fill that was never overwritten would be zeros, and a stuck source would repeat.
