@@ -214,8 +214,15 @@ std::vector<Form> forms() {
         {"spki-explicit", false, false, false, W(toPublicKeyDer_longFmt(o.der, l)), nullptr, explicitSpki, readDer},
         {"sec1", true, false, false, W(toEccPkcs1PrivateKeyDer(o.der, l)), [](const Ref& r) { return r.sec1; }, nullptr,
          readDer},
-        // OpenSSL parses it in the PEM row, which wraps these bytes.
-        {"pkcs8", true, false, false, W(toEccPkcs8PrivateKeyDer(o.der, l)), nullptr, nullptr, readDer},
+        // OpenSSL parses it in the PEM row, which wraps these bytes; either version would parse,
+        // so the first element, v1 (0) as no public key follows at the top level, is seen here.
+        {"pkcs8", true, false, false, W(toEccPkcs8PrivateKeyDer(o.der, l)), nullptr,
+         [](const Ref&, const std::string& der, bool) {
+             const std::size_t at = 2 + (static_cast<unsigned char>(der[1]) > 0x80 ? (der[1] & 0x7F) : 0u);
+             return der.compare(at, 3, std::string("\x02\x01\x00", 3)) == 0 ? AssertionSuccess()
+                                                                             : AssertionFailure() << "PKCS#8 version";
+         },
+         readDer},
         // No curve inside, and k is as wide as the order.
         {"pkcs11", true, false, false, W(toEccPkcs1PrivateKeyDer_forPkcs11(o.der, l)),
          [](const Ref& r) { return tlv(0x30, std::string("\x02\x01\x01", 3) + tlv(0x04, r.K)); }, nullptr, nullptr},
