@@ -218,7 +218,8 @@ std::vector<Form> forms() {
         // so the first element, v1 (0) as no public key follows at the top level, is seen here.
         {"pkcs8", true, false, false, W(toEccPkcs8PrivateKeyDer(o.der, l)), nullptr,
          [](const Ref&, const std::string& der, bool) {
-             const std::size_t at = 2 + (static_cast<unsigned char>(der[1]) > 0x80 ? (der[1] & 0x7F) : 0u);
+             const unsigned char len = static_cast<unsigned char>(der[1]);
+             const std::size_t at = 2u + (len > 0x80 ? len & 0x7Fu : 0u);
              return der.compare(at, 3, std::string("\x02\x01\x00", 3)) == 0 ? AssertionSuccess()
                                                                              : AssertionFailure() << "PKCS#8 version";
          },
