@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <string>
 
 #include "host/JsonObject.h"
@@ -20,12 +19,11 @@ TEST(TextFormats, JsonLimitsAndLargeInputs) {
     LogBase log;
     EXPECT_FALSE(json.load((atLimit + " ").c_str(), log));
     EXPECT_EQ(log.errors(), std::vector<std::string>{"JSON: text too long"});
-    // A duplicate check that is quadratic in the member count would take minutes here.
+    // A duplicate check that is quadratic in the member count would take hours here, and the
+    // test its time limit; no clock is read, so a slow machine or valgrind cannot fail it.
     std::string many = "{";
     for (int i = 0; i < 100000; ++i) many += (i ? ",\"" : "\"") + std::to_string(i) + "\":0";
-    const auto start = std::chrono::steady_clock::now();
     ASSERT_TRUE(json.load((many + "}").c_str()));
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
     EXPECT_EQ(json.numMembers(), 100000u);
 }
 
