@@ -176,7 +176,9 @@ bool readKey(const DataBuffer& input, const ReadOptions& options, EccKey& key, s
         key.clearEccKey();
         return false;
     }
-    return pointOnCurve(key, log);
+    // A file that stores both can pair a scalar with another key's point; signatures made with
+    // such a key would verify against nothing.
+    return pointOnCurve(key, log) && (key.m_keyType != 1 || scalarMatchesPoint(key, log));
 }
 
 namespace {

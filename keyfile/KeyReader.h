@@ -23,7 +23,8 @@ struct ReadOptions {
 // "EC PARAMETERS" block in front being skipped), DER, JWK, the three XML forms, raw
 // hexadecimal (a scalar or an X9.63 point), an OpenSSH public key line, an OpenSSH private
 // key file and a PuTTY .ppk file (versions 2 and 3). found receives what was found. The public
-// point is checked against the curve before the key is handed back. False with error lines
+// point is checked against the curve, and a private key's scalar against its point, before the
+// key is handed back. False with error lines
 // in the log (the library's, and the layer's own in the context "readKey") and the key cleared
 // when nothing loads.
 bool readKey(const DataBuffer& input, const ReadOptions& options, EccKey& key, std::string& found, LogBase& log);

@@ -22,6 +22,18 @@ TEST(KeyReader, EveryWrittenFormReadsBackAndAnOffCurvePointIsRefused) {
         ASSERT_TRUE(good.generateNewKey2(StringBuffer(curve), "0123456789ABCDEF", "hex", log));
         off.copyFromEccKey(good);
         BigNum::mp_add(off.m_pubPoint.y, off.m_pubPoint.z, off.m_pubPoint.y);  // y + 1
+        // The scalar with another key's point, on the curve: a SEC1 file can pair them.
+        EccKey paired, other;
+        ASSERT_TRUE(other.generateNewKey2(StringBuffer(curve), "0123456789ABCDEE", "hex", log));
+        paired.copyFromEccKey(other);
+        BigNum::mp_copy(good.m_k, paired.m_k);
+        DataBuffer sec1;
+        std::string pairedFound;
+        LogBase plog;
+        log.m_options.setString("EMIT_ECC_PKCS1_PUBKEY");
+        ASSERT_TRUE(paired.toEccPkcs1PrivateKeyDer(sec1, log));
+        EXPECT_FALSE(keyfile::readKey(sec1, {}, paired, pairedFound, plog));
+        EXPECT_EQ(plog.errors().back(), "The private scalar does not match the public key in the file.");
         for (const keyfile::OutputForm& form : keyfile::outputForms()) {
             const std::string name = form.name;
             if (name.find("fingerprint") != std::string::npos || name == "jwk-thumbprint") continue;
