@@ -70,9 +70,9 @@ public:
     /// @reads   curveName: any name EccCurve::loadCurveByName accepts; prng: fieldBytes bytes.
     /// @writes  the whole key: cleared, then curve, k and point.
     /// @returns true with a private key.
-    /// @fails   "Unsupported ECC curve..", "Failed to load curve by name.", "Failed to
-    ///          generate random private key.", "point multiply failed." (k = 0 or n, or above
-    ///          256 bits on secp256k1). The key is then not private; clear it before reuse.
+    /// @fails   "Unsupported ECC curve..", "Failed to load curve by name.",
+    ///          "Failed to generate random private key.", "point multiply failed." (k = 0 or n, or
+    ///          above 256 bits on secp256k1). The key is then not private; clear it before reuse.
     /// @timing  constant time in k.
     bool generateNewKey(const StringBuffer& curveName, _vnPrng& prng, LogBase& log);
     /// Makes the private key whose scalar is given as text.
@@ -106,9 +106,9 @@ public:
     ///          fieldBytes wide. On the generic curves r and s are drawn again until each has
     ///          a top byte below 0x80; on secp256k1 s is the low one of s and n - s.
     /// @returns true with a signature.
-    /// @fails   "Must be a private key.", "Failed to get e" (null hash), "Failed to generate
-    ///          point on curve." / "Failed to generate random nonce." (the prng failed),
-    ///          "secp256k1 must use SHA256" (digest under 32 bytes). sig is then empty or
+    /// @fails   "Must be a private key.", "Failed to get e" (null hash),
+    ///          "Failed to generate point on curve." / "Failed to generate random nonce." (the prng
+    ///          failed), "secp256k1 must use SHA256" (digest under 32 bytes). sig is then empty or
     ///          partial; the key is unchanged.
     /// @timing  constant time in k and the nonce.
     bool eccSignHash(const unsigned char* hash, unsigned int inlen, _vnPrng& prng, bool bAsn, DataBuffer& sig,
@@ -117,16 +117,16 @@ public:
     /// string(mpint s), without the outer key-type string.
     /// @reads   hash[0, inlen): the whole digest (not cut); prng; m_k, m_curve.
     /// @writes  sig, APPENDED to (unlike eccSignHash). r and s may have any top byte.
-    /// @fails   "Must be a private key.", "Failed to get e", "Failed to generate point on
-    ///          curve.", "ecc calc error 1". On failure part of the body may have been appended.
+    /// @fails   "Must be a private key.", "Failed to get e", "Failed to generate point on curve.",
+    ///          "ecc calc error 1". On failure part of the body may have been appended.
     /// @timing  constant time in k and the nonce.
     bool eccSignHash_forSsh(const unsigned char* hash, unsigned int inlen, _vnPrng& prng, DataBuffer& sig,
                             LogBase& log);
     /// Re-encodes a DER or raw r || s signature (raw sizes as eccVerifyHash without rLen) as
     /// DER, with positive INTEGERs; no key is involved.
     /// @writes  derOut, APPENDED to. The unsigned argument is ignored (kept for the interface).
-    /// @fails   the signature decoder's lines ("Unexpected size for R,S signature.", "Failed to
-    ///          ASN.1 decode DSA signature", ...), "Failed to encode final ASN.1".
+    /// @fails   the signature decoder's lines ("Unexpected size for R,S signature.",
+    ///          "Failed to ASN.1 decode DSA signature", ...), "Failed to encode final ASN.1".
     static bool eccWrapSigAsn_forTls(const DataBuffer& sigIn, unsigned int unused, DataBuffer& derOut, LogBase& log);
     /// ECDSA verification of a signature over a digest with the key's public point.
     /// @reads   sig[0, siglen): DER SEQUENCE { r, s }, or raw r || s. A raw signature is split
@@ -162,8 +162,9 @@ public:
     /// @reads   m_k, m_curve; pubKey.m_curve (must be the same curve by name) and
     ///          pubKey.m_pubPoint (affine). pubKey is not modified.
     /// @writes  secret, REPLACED: x left-padded to fieldBytes; its secure flag is set.
-    /// @fails   "Must be a private key.", "ECC curves are different", "Value is larger than
-    ///          256 bits." (secp256k1), "Point multiply failed."; secret is then empty.
+    /// @fails   "Must be a private key.", "ECC curves are different",
+    ///          "Value is larger than 256 bits." (secp256k1), "Point multiply failed."; secret is
+    ///          then empty.
     /// @timing  constant time in k.
     /// @warning The peer's point is NOT checked against the curve: a point off the curve can
     ///          leak bits of k to whoever chose it. Call pubKey.isPoint() first, or load the
@@ -201,11 +202,11 @@ public:
     /// @writes  the whole key (cleared first); PKCS#8 attributes kept in m_pkcs8Attributes.
     ///          der is non-const only because its secure flag is set (it may hold a private
     ///          key); its bytes are not changed.
-    /// @fails   "Failed to decode ECC key ASN.1", "Invalid ASN.1 for ECC key.", "Not an ECC
-    ///          key.", "Unsupported ECDSA curve.", "K is out of range." (k outside [1, n-1]),
-    ///          "Invalid ASN.1 for ECC private key.", "Invalid ANSI X9.63 ECC point.", then a
-    ///          few info lines describing the DER. The key is then never private, but may
-    ///          keep a curve or point: clear it before reuse.
+    /// @fails   "Failed to decode ECC key ASN.1", "Invalid ASN.1 for ECC key.", "Not an ECC key.",
+    ///          "Unsupported ECDSA curve.", "K is out of range." (k outside [1, n-1]),
+    ///          "Invalid ASN.1 for ECC private key.", "Invalid ANSI X9.63 ECC point.", then a few
+    ///          info lines describing the DER. The key is then never private, but may keep a curve
+    ///          or point: clear it before reuse.
     /// @warning Lenient: a stored public point is taken as it is, not checked against the
     ///          curve or k (see keyfile::readKey).
     bool loadEccDer(DataBuffer& der, LogBase& log);
@@ -245,16 +246,16 @@ public:
     /// from the length: 65 secp256r1 (never secp256k1), 97 secp384r1, 133 secp521r1.
     /// @reads   x963 (non-const for the point reader's interface; not modified).
     /// @writes  the whole key (cleared first), public-only.
-    /// @fails   "Not a raw ECC public key.", "Invalid ECC public key size.", "Failed to load
-    ///          ECC point."
+    /// @fails   "Not a raw ECC public key.", "Invalid ECC public key size.",
+    ///          "Failed to load ECC point."
     /// @warning The point is not checked against the curve.
     bool loadEccPublicRaw(DataBuffer& x963, LogBase& log);
     /// Loads a public key from a curve name and an X9.63 point (as EccPoint::loadEccPoint:
     /// forms 04, 06, 07; compressed points are refused).
     /// @reads   x963 (not modified).
     /// @writes  the whole key (cleared first), public-only.
-    /// @fails   "Unsupported ECC curve..", "Invalid ANSI X9.63 ECC point.", "Failed to load
-    ///          ECC point."
+    /// @fails   "Unsupported ECC curve..", "Invalid ANSI X9.63 ECC point.",
+    ///          "Failed to load ECC point."
     /// @warning The point is not checked against the curve.
     bool loadEcPubKeyByCurveAndPoint(const char* curveName, DataBuffer& x963, LogBase& log);
     /// Lower-case hex of k and of the X9.63 point, each number fieldBytes wide.
@@ -281,9 +282,9 @@ public:
     ///          point is skipped); privBlob (its secure flag is set; bytes not changed). An
     ///          empty privBlob loads a public key.
     /// @writes  the whole key (cleared first).
-    /// @fails   "Unsupported ECC curve..", "Failed to parse private key mp_int", "no private
-    ///          key within ecdsa private key blob", "Private key is zero.", "K is out of
-    ///          range.", "Failed to load ECC point". The key is then not private.
+    /// @fails   "Unsupported ECC curve..", "Failed to parse private key mp_int",
+    ///          "no private key within ecdsa private key blob", "Private key is zero.",
+    ///          "K is out of range.", "Failed to load ECC point". The key is then not private.
     /// @warning k is not checked against the point.
     bool loadPrivateFromPuttySsh(const char* curveName, DataBuffer& x963, DataBuffer& privBlob, LogBase& log);
 
@@ -320,9 +321,9 @@ public:
     bool toEccPublicKeyJwk(StringBuffer& out, bool thumbprintOrder, LogBase& log);
     /// Loads a JWK: crv (any name loadCurveByName accepts), x and y, and d when present.
     /// @writes  the whole key (cleared first); x and y are taken as given, not computed from d.
-    /// @fails   "JWK crv member in ECC key is missing", "Invalid ECC curve name", "JWK member
-    ///          is missing" / "is empty" / "is not valid base64url", "Private key is zero.",
-    ///          "K is out of range." The key is then not private.
+    /// @fails   "JWK crv member in ECC key is missing", "Invalid ECC curve name",
+    ///          "JWK member is missing" / "is empty" / "is not valid base64url",
+    ///          "Private key is zero.", "K is out of range." The key is then not private.
     /// @warning The point is checked neither against the curve nor against d.
     bool loadAnyJwk(const ClsJsonObject& jwk, LogBase& log);
 
@@ -333,8 +334,8 @@ public:
     /// Call it on any key from untrusted data before sharedSecret() or a generic-engine
     /// eccVerifyHash(). It does not check that x and y are below p (keyfile::pointOnCurve
     /// does both).
-    /// @returns false for a point off the curve (no line) or a key without a curve ("Failed
-    ///          to decode curve prime.").
+    /// @returns false for a point off the curve (no line) or a key without a curve
+    ///          ("Failed to decode curve prime.").
     /// @timing  variable (the point is public).
     bool isPoint(LogBase& log);
 

@@ -12,8 +12,8 @@ public:
     /// REPLACES out's text with "-----BEGIN <label>-----", the base64 of der in lines of 64
     /// characters, and "-----END <label>-----", each line ending in "\n" as openssl and
     /// ssh-keygen end theirs. der is not modified (non-const for the interface).
-    /// @fails "Invalid PEM label.", "No DER bytes to write as PEM.", "Out of memory writing
-    ///        PEM."; out is then empty.
+    /// @fails "Invalid PEM label.", "No DER bytes to write as PEM.", "Out of memory writing PEM.";
+    ///        out is then empty.
     static bool derToPem(const char* label, DataBuffer& der, StringBuffer& out, LogBase& log);
 };
 
@@ -28,8 +28,8 @@ public:
     /// body is often a private key.
     /// @fails "No PEM text.", "No PEM BEGIN line found.", "Malformed PEM BEGIN line.",
     ///        "PEM block has no END line.", "PEM END label does not match the BEGIN label.",
-    ///        "Encrypted PEM is not supported.", "PEM headers are not supported.", "PEM body
-    ///        is not valid base64.", "PEM body is empty."; der is then empty.
+    ///        "Encrypted PEM is not supported.", "PEM headers are not supported.",
+    ///        "PEM body is not valid base64.", "PEM body is empty."; der is then empty.
     static bool readFirst(const char* text, StringBuffer& label, DataBuffer& der, LogBase& log);
 };
 

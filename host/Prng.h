@@ -26,8 +26,8 @@ public:
 /// reason for another. Stateless: one instance may serve every thread.
 class _vnSystemPrng : public _vnPrng {
 public:
-    /// As _vnPrng::genRandomBytes; fails with "getrandom failed." or "Out of memory for
-    /// random bytes.", out unchanged.
+    /// As _vnPrng::genRandomBytes; fails with "getrandom failed." or
+    /// "Out of memory for random bytes.", out unchanged.
     bool genRandomBytes(unsigned int n, DataBuffer& out, LogBase& log) override;
 };
 

@@ -25,19 +25,19 @@ struct ReadOptions {
 /// Recognises a key file's form from its bytes and loads it: the strict way in for keys from
 /// outside.
 /// @reads   input: PEM (SEC1 "EC PRIVATE KEY", PKCS#8 "PRIVATE KEY", encrypted PKCS#8
-///          "ENCRYPTED PRIVATE KEY", traditional encrypted PEM, "PUBLIC KEY", an "EC
-///          PARAMETERS" block in front being skipped), DER, JWK, the three XML forms, raw
-///          hexadecimal (a scalar or an X9.63 point), an OpenSSH public key line, an OpenSSH
-///          private key file, a PuTTY .ppk file (versions 2 and 3); compressed points
-///          anywhere. options: passphrase, curve hint, KDF limits.
+///          "ENCRYPTED PRIVATE KEY", traditional encrypted PEM, "PUBLIC KEY", an "EC PARAMETERS"
+///          block in front being skipped), DER, JWK, the three XML forms, raw hexadecimal (a scalar
+///          or an X9.63 point), an OpenSSH public key line, an OpenSSH private key file, a PuTTY
+///          .ppk file (versions 2 and 3); compressed points anywhere. options: passphrase, curve
+///          hint, KDF limits.
 /// @writes  key: the whole key (cleared first). found: REPLACED with a short name of what
 ///          was found ("DER", "JWK", "PuTTY .ppk", "unrecognised", ...), also on failure.
 /// @returns true only for a key whose public point lies on its curve with coordinates below
 ///          p, and, for a private key, whose scalar gives that point.
 /// @fails   the key object's lines and the layer's own, under the context "readKey";
-///          kNeedPassphrase, kWrongPassphrase, kTooMuchWork, kPointNotOnCurve, "The private
-///          scalar does not match the public key in the file.", or a line naming a key of
-///          another type (RSA, Ed25519, ...). The key is then cleared.
+///          kNeedPassphrase, kWrongPassphrase, kTooMuchWork, kPointNotOnCurve,
+///          "The private scalar does not match the public key in the file.", or a line naming a key
+///          of another type (RSA, Ed25519, ...). The key is then cleared.
 /// @timing  the scalar check is a key generation: constant time in k; decoding is not.
 bool readKey(const DataBuffer& input, const ReadOptions& options, EccKey& key, std::string& found, LogBase& log);
 
@@ -60,8 +60,8 @@ extern const char* const kPointNotOnCurve;
 
 /// Whether the key's scalar gives its public point. Files that carry both can disagree when
 /// damaged or forged; a key whose k does not give its point would sign what nobody can verify.
-/// @returns true on a match; false, with the key cleared and the line "The private scalar
-///          does not match the public key in the file.", otherwise.
+/// @returns true on a match; false, with the key cleared and the line
+///          "The private scalar does not match the public key in the file.", otherwise.
 /// @timing  constant time in k (a key generation).
 bool scalarMatchesPoint(EccKey& key, LogBase& log);
 

@@ -29,8 +29,8 @@ public:
     /// splitting the rest in two halves. Compressed points (02, 03) are refused.
     /// @reads   x963 (non-const for the interface; not modified).
     /// @writes  x, y, z = 1 and format; the point is cleared first.
-    /// @fails   "dbX963 is empty.", "First byte of ECC point is invalid.", "Invalid ANSI X9.63
-    ///          ECC point."
+    /// @fails   "dbX963 is empty.", "First byte of ECC point is invalid.",
+    ///          "Invalid ANSI X9.63 ECC point."
     /// @warning Neither the curve equation nor x, y < p is checked.
     bool loadEccPoint(DataBuffer& x963, LogBase& log);
     /// APPENDS 04 || x || y, each coordinate left-padded to fieldBytes. The point must be
