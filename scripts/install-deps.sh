@@ -8,7 +8,8 @@ set -euo pipefail
 
 packages=(g++ cmake make pkg-config libgtest-dev libgmock-dev libgmp-dev libssl-dev libargon2-dev openssl valgrind
           openssh-client putty-tools
-          clang libclang-rt-14-dev)  # the fuzz targets: clang and its libFuzzer runtime
+          clang libclang-rt-14-dev  # the fuzz targets: clang and its libFuzzer runtime
+          doxygen)                  # the reference documentation (the docs target)
 # The interop tests run node; any Node.js 18 or later will do, so one installed from outside
 # Debian is kept.
 command -v node > /dev/null 2>&1 || packages+=(nodejs)
