@@ -34,7 +34,7 @@ case "$mode" in
       cmake --build "$ex" -j2 > /dev/null
       flags=$(PKG_CONFIG_PATH="$pcdir" pkg-config --cflags --libs ecckey-keyfile)
       # shellcheck disable=SC2086
-      c++ -I "$src/examples" "$src/examples/load_key.cpp" $flags -o "$work/load_key-pc"
+      c++ "$src/examples/load_key.cpp" $flags -o "$work/load_key-pc"
       mkdir -m 700 "$k"
       export ECCKEY_PASSPHRASE=example-passphrase
       "$ex/generate_and_save" P-256 "$k/key" > /dev/null
