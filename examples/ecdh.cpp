@@ -17,7 +17,7 @@ int main(int argc, char** argv) {
     }
     vn::LogBase log;
     vn::EccKey ours, peer;
-    if (!loadKeyFile(argv[1], ours, log) || !loadKeyFile(argv[2], peer, log)) return 1;
+    if (!loadKeyFile(argv[1], ours) || !loadKeyFile(argv[2], peer)) return 1;
     if (ours.m_keyType != 1) {
         std::fprintf(stderr, "%s holds no private key\n", argv[1]);
         return 2;

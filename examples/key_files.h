@@ -29,8 +29,10 @@ inline bool readFile(const char* path, vn::DataBuffer& out) {
 }
 
 // Loads the key in path, of any form, with the passphrase in ECCKEY_PASSPHRASE when that is
-// set (load_key.cpp shows the steps). False with a line on stderr and the log's lines.
-inline bool loadKeyFile(const char* path, vn::EccKey& key, vn::LogBase& log) {
+// set (load_key.cpp shows the steps). False with the reason on stderr. The log is its own: a
+// load that succeeds leaves lines nobody needs in a log that later failures are shown from.
+inline bool loadKeyFile(const char* path, vn::EccKey& key) {
+    vn::LogBase log;
     vn::DataBuffer file, passphrase;
     file.setSecure(true);
     passphrase.setSecure(true);

@@ -52,6 +52,8 @@ int main(int argc, char** argv) {
     std::printf("%s: %s, %s key on %s\n", argv[1], found.c_str(), key.m_keyType == 1 ? "private" : "public",
                 key.m_curve.name.getString());
 
+    log.clearLog();  // the load's own lines; a failure below is then shown alone
+
     // Forms such as jwk, xml and raw-hex write the private key when they are given one, so the
     // public half is taken apart first: through its SubjectPublicKeyInfo, which has no scalar.
     vn::EccKey pub;

@@ -31,7 +31,7 @@ int main(int argc, char** argv) {
     vn::LogBase log;
     vn::EccKey signer, verifier;
     // readKey has checked the public key's point against its curve: the verifier does not.
-    if (!loadKeyFile(argv[1], signer, log) || !loadKeyFile(argv[2], verifier, log)) return 1;
+    if (!loadKeyFile(argv[1], signer) || !loadKeyFile(argv[2], verifier)) return 1;
     if (signer.m_keyType != 1) {
         std::fprintf(stderr, "%s holds no private key\n", argv[1]);
         return 2;
