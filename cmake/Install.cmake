@@ -1,6 +1,8 @@
-# `cmake --install`: the library, its headers under include/ecckey/ (so that
+# `cmake --install`: the libraries, their public headers under include/ecckey/ (so that
 # #include "ecc/EccKey.h" works with that include root), the tool, a CMake package giving
-# ecckey::ecckey to find_package(ecckey), and a pkg-config file.
+# ecckey::ecckey (and ecckey::keyfile when it was built) to find_package(ecckey), and
+# pkg-config files. The engines' and the layers' internal headers stay in the build tree: what
+# is installed is what a user may rely on.
 
 include(CMakePackageConfigHelpers)
 
@@ -13,13 +15,15 @@ if(TARGET ecckey_keyfile)
   install(TARGETS ecckey_keyfile EXPORT ecckeyTargets
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-  list(APPEND ECCKEY_HEADERS ${ECCKEY_KEYFILE_HEADERS})
 endif()
 
-foreach(header IN LISTS ECCKEY_HEADERS)
-  file(RELATIVE_PATH rel ${PROJECT_SOURCE_DIR} ${header})
-  get_filename_component(dir ${rel} DIRECTORY)
-  install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ecckey/${dir})
+set(ECCKEY_INSTALLED_HEADERS ${ECCKEY_PUBLIC_HEADERS})
+if(ECCKEY_WITH_KEYFILE)
+  list(APPEND ECCKEY_INSTALLED_HEADERS ${ECCKEY_KEYFILE_PUBLIC_HEADERS})
+endif()
+foreach(header IN LISTS ECCKEY_INSTALLED_HEADERS)
+  get_filename_component(dir ${header} DIRECTORY)
+  install(FILES ${PROJECT_SOURCE_DIR}/${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ecckey/${dir})
 endforeach()
 
 if(TARGET ecckey_tool)
@@ -40,3 +44,8 @@ install(FILES ${PROJECT_BINARY_DIR}/ecckeyConfig.cmake ${PROJECT_BINARY_DIR}/ecc
 file(RELATIVE_PATH ECCKEY_PC_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(${PROJECT_SOURCE_DIR}/cmake/ecckey.pc.in ${PROJECT_BINARY_DIR}/ecckey.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/ecckey.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+if(ECCKEY_WITH_KEYFILE)
+  # The archive is static: its libraries are required outright, so --libs gives them without --static.
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/ecckey-keyfile.pc.in ${PROJECT_BINARY_DIR}/ecckey-keyfile.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/ecckey-keyfile.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endif()
