@@ -12,14 +12,14 @@ _ecckey() {
         prev=${COMP_WORDS[COMP_CWORD-2]}
     fi
     if ((COMP_CWORD == 1)); then
-        COMPREPLY=($(compgen -W "$_ecckey_commands --help --version" -- "$cur"))
+        mapfile -t COMPREPLY < <(compgen -W "$_ecckey_commands --help --version" -- "$cur")
         return
     fi
     local command=${COMP_WORDS[1]}
     if [[ $prev == --* && -n ${_ecckey_args["$command $prev"]+set} ]]; then
         spec=${_ecckey_args["$command $prev"]}
     elif [[ $cur == -* ]]; then
-        COMPREPLY=($(compgen -W "${_ecckey_args[$command]-} --help --verbose" -- "$cur"))
+        mapfile -t COMPREPLY < <(compgen -W "${_ecckey_args[$command]-} --help --verbose" -- "$cur")
         return
     else
         spec=${_ecckey_args["$command @"]-}
@@ -28,7 +28,7 @@ _ecckey() {
         *[a-z]*) words=${spec//|/ } ;;
         *) words=${_ecckey_words[$spec]-} ;;
     esac
-    [[ -n $words ]] && COMPREPLY=($(compgen -W "$words" -- "$cur"))
+    [[ -n $words ]] && mapfile -t COMPREPLY < <(compgen -W "$words" -- "$cur")
     [[ $spec == SOURCE ]] && compopt -o nospace 2> /dev/null
     return 0
 }

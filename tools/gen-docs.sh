@@ -9,7 +9,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 "$tool" --help > "$work/top"
-commands=$(sed -n '/^Commands:$/,/^$/s/^  \([a-z][a-z0-9]*\)  .*/\1/p' "$work/top")
+commands=$(sed -n '/^Commands:$/,/^$/s/^  \([a-z][a-z0-9]*\)  .*/\1/p' "$work/top" | tr '\n' ' ')
 if [ -z "$commands" ]; then
   echo "gen-docs.sh: '$tool --help' lists no commands" >&2
   exit 1
@@ -20,25 +20,25 @@ for c in $commands; do
   helps="$helps $work/$c"
 done
 
-# shellcheck disable=SC2086  # one file name per command
 version=$("$tool" --version)
+# shellcheck disable=SC2086  # one file name per command
 awk -v version="$version" -f "$here/help2roff.awk" "$work/top" $helps > "$work/man"
 cat "$here/man-tail.roff" >> "$work/man"
 
 # The words each placeholder of a usage stands for; the others (KEY, FILE, ...) are file names.
 # shellcheck disable=SC2086
-forms=$(sed -n '/^Output forms (--to):$/,/^$/s/^  \([a-z0-9-]*\)  .*/\1/p' $helps | sort -u)
-sources=$(sed -n 's/^  \([a-z]*:\)[A-Z]*  .*/\1/p' "$work/convert" | sort -u)
+forms=$(sed -n '/^Output forms (--to):$/,/^$/s/^  \([a-z0-9-]*\)  .*/\1/p' $helps | sort -u | tr '\n' ' ')
+sources=$(sed -n 's/^  \([a-z]*:\)[A-Z]*  .*/\1/p' "$work/convert" | sort -u | tr '\n' ' ')
 # Each curve's name and the other names it is listed under (after name, oid, bits, bytes).
 curves=$("$tool" curves | awk 'NR > 1 {
   gsub(/any name containing [^ ,]*|,/, " ")
-  for (i = 1; i <= NF; i++) if (i == 1 || i > 4) print $i
+  for (i = 1; i <= NF; i++) if (i == 1 || i > 4) printf "%s ", $i
 }')
 {
   echo "# Made from the tool's --help texts by tools/gen-docs.sh: change those, not this."
-  echo "_ecckey_commands='$(echo $commands)'"
-  echo "declare -gA _ecckey_words=([FORM]='$(echo $forms)' [SOURCE]='$(echo $sources)'"
-  echo "  [CURVE]='$(echo $curves)' [NAME]='$(echo $curves)')"
+  echo "_ecckey_commands='$commands'"
+  echo "declare -gA _ecckey_words=([FORM]='$forms' [SOURCE]='$sources'"
+  echo "  [CURVE]='$curves' [NAME]='$curves')"
   # Per command: its options ("cmd"), what each takes ("cmd --opt"), its operand ("cmd @").
   echo "declare -gA _ecckey_args=("
   for c in $commands; do
