@@ -2,6 +2,7 @@
 # Writes the ecckey tool's manual page and bash completion from the built tool's own --help
 # texts, so that neither can promise what the tool does not do.
 # usage: gen-docs.sh TOOL MANPAGE COMPLETION
+# shellcheck disable=SC2086  # $helps is split on purpose: one file name per command
 set -eu
 tool=$1 man=$2 completion=$3
 here=$(dirname "$0")
@@ -21,14 +22,12 @@ for c in $commands; do
 done
 
 version=$("$tool" --version)
-# shellcheck disable=SC2086  # one file name per command
 awk -v version="$version" -f "$here/help2roff.awk" "$work/top" $helps > "$work/man"
 cat "$here/man-tail.roff" >> "$work/man"
 
 # The words each placeholder of a usage stands for; the others (KEY, FILE, ...) are file names.
-# shellcheck disable=SC2086
 forms=$(sed -n '/^Output forms (--to):$/,/^$/s/^  \([a-z0-9-]*\)  .*/\1/p' $helps | sort -u | tr '\n' ' ')
-sources=$(sed -n 's/^  \([a-z]*:\)[A-Z]*  .*/\1/p' "$work/convert" | sort -u | tr '\n' ' ')
+sources=$(sed -n 's/^  \([a-z]*:\)[A-Z]*  .*/\1/p' $helps | sort -u | tr '\n' ' ')
 # Each curve's name and the other names it is listed under (after name, oid, bits, bytes).
 curves=$("$tool" curves | awk 'NR > 1 {
   gsub(/any name containing [^ ,]*|,/, " ")
