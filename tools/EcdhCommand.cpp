@@ -4,6 +4,7 @@
 #include "tools/Cli.h"
 #include "tools/Commands.h"
 #include "tools/KeyInput.h"
+#include "tools/Passphrase.h"
 
 namespace vn {
 namespace cli {
@@ -30,7 +31,7 @@ int runEcdh(int argc, char** argv, int first) {
         return kBadInput;
     }
     if (args.help) {
-        std::fputs(kEcdhUsage, stdout);
+        std::printf("%s\n%s", kEcdhUsage, kPassphraseHelp);
         return kOk;
     }
     if (*args.get("key") == "-" && *args.get("peer") == "-") {

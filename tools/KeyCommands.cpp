@@ -30,8 +30,7 @@ const char kInputHelp[] =
     "\"OPENSSH PRIVATE KEY\", \"ENCRYPTED PRIVATE KEY\", traditional encrypted PEM), DER, JWK,\n"
     "the XML forms, raw hexadecimal (a scalar or an 04/02/03 point; --curve NAME says which\n"
     "curve where the length does not), an OpenSSH public key line, and PuTTY .ppk files\n"
-    "(versions 2 and 3). An encrypted file takes --passin SOURCE (pass:TEXT, env:VAR,\n"
-    "file:PATH, fd:N), or asks on the terminal.\n";
+    "(versions 2 and 3), each encrypted or not.\n";
 
 // Writes the key and reports; the exit code. --passout encrypts it and --point compressed
 // shortens its point, where the form allows.
@@ -76,7 +75,7 @@ int loadKeyArgs(const char* command, const char* usage, int argc, char** argv, i
         return kBadInput;
     }
     if (args.help) {
-        std::printf("%s\n%s\n%s", usage, kInputHelp, formsHelp().c_str());
+        std::printf("%s\n%s\n%s\n%s", usage, kInputHelp, formsHelp().c_str(), kPassphraseHelp);
         return kOk;
     }
     std::string form;
@@ -120,7 +119,7 @@ int runGen(int argc, char** argv, int first) {
         return kBadInput;
     }
     if (args.help) {
-        std::printf("%s\n%s", kGenUsage, formsHelp().c_str());
+        std::printf("%s\n%s\n%s", kGenUsage, formsHelp().c_str(), kPassphraseHelp);
         return kOk;
     }
     LogBase log;

@@ -12,6 +12,15 @@
 namespace vn {
 namespace cli {
 
+const char kPassphraseHelp[] =
+    "Passphrase sources (--passin SOURCE, --passout SOURCE), as openssl takes them:\n"
+    "  pass:TEXT   TEXT itself\n"
+    "  env:VAR     the value of the environment variable VAR\n"
+    "  file:PATH   the first line of the file PATH\n"
+    "  fd:N        the first line read from the open file descriptor N\n"
+    "An encrypted key file named on the command line without --passin is asked for on the\n"
+    "terminal, without echo, when standard input is one.\n";
+
 namespace {
 
 // The first line of what the descriptor holds, one byte at a time so that nothing past the line

@@ -9,6 +9,9 @@
 namespace vn {
 namespace cli {
 
+// What --help says of the sources below, for every command that takes one.
+extern const char kPassphraseHelp[];
+
 // Reads a passphrase named by source: "pass:TEXT" (TEXT itself), "env:VAR" (the variable's
 // value), "file:PATH" or "fd:N" (the first line, without its line ending). out receives it in a
 // secure buffer. False with a message for an unknown source, a missing variable or an

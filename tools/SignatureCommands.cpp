@@ -10,6 +10,7 @@
 #include "tools/Cli.h"
 #include "tools/Commands.h"
 #include "tools/KeyInput.h"
+#include "tools/Passphrase.h"
 
 namespace vn {
 namespace cli {
@@ -17,7 +18,8 @@ namespace cli {
 namespace {
 
 const char kSignUsage[] =
-    "usage: ecckey sign --key KEY [--passin SOURCE] [--hash sha256|sha384|sha512|sha1] [--format der|raw|ssh] [FILE]\n"
+    "usage: ecckey sign --key KEY [--curve NAME] [--passin SOURCE] [--hash sha256|sha384|sha512|sha1]\n"
+    "                   [--format der|raw|ssh] [FILE]\n"
     "\n"
     "Signs the message in FILE or standard input with the private key in KEY (any form\n"
     "'ecckey convert' reads) and writes the signature, binary, to standard output:\n"
@@ -30,7 +32,8 @@ const char kSignUsage[] =
     "secp256k1 keys sign 32-byte digests only.\n";
 
 const char kVerifyUsage[] =
-    "usage: ecckey verify --key KEY --sig SIG [--hash sha256|sha384|sha512|sha1] [--format auto|der|raw|ssh] [FILE]\n"
+    "usage: ecckey verify --key KEY --sig SIG [--curve NAME] [--passin SOURCE]\n"
+    "                     [--hash sha256|sha384|sha512|sha1] [--format auto|der|raw|ssh] [FILE]\n"
     "\n"
     "Verifies the signature in SIG over the message in FILE or standard input with the key in\n"
     "KEY (public or private). Prints \"Verified OK\" and exits 0, or prints \"Verification\n"
@@ -65,7 +68,7 @@ int prepare(const char* command, const char* usage, bool needsSig, int argc, cha
         return kBadInput;
     }
     if (args.help) {
-        std::fputs(usage, stdout);
+        std::printf("%s\n%s", usage, kPassphraseHelp);
         return kOk;
     }
     if (args.get("key") == nullptr || (needsSig && args.get("sig") == nullptr) || args.positional.size() > 1 ||

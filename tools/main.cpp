@@ -24,9 +24,13 @@ const char kUsage[] =
     "  ecdh      agree on a shared secret with a peer's public key\n"
     "\n"
     "Keys and messages come from FILE or standard input ('-'); results go to standard output,\n"
-    "messages to standard error. Exit codes: 0 success, 1 signature not valid, 2 bad usage\n"
-    "or input. --verbose prints the library's whole log.\n"
-    "Run 'ecckey COMMAND --help' for a command's own help.\n";
+    "messages to standard error. --verbose prints the library's whole log.\n"
+    "Run 'ecckey COMMAND --help' for a command's own help, 'ecckey --version' for the version.\n"
+    "\n"
+    "Exit status:\n"
+    "  0   success\n"
+    "  1   a signature that does not verify\n"
+    "  2   bad usage or bad input\n";
 
 struct Command {
     const char* name;
@@ -49,6 +53,10 @@ int main(int argc, char** argv) {
     const char* command = argv[1];
     if (std::strcmp(command, "--help") == 0 || std::strcmp(command, "-h") == 0 || std::strcmp(command, "help") == 0) {
         std::fputs(kUsage, stdout);
+        return vn::cli::kOk;
+    }
+    if (std::strcmp(command, "--version") == 0) {
+        std::puts("ecckey " ECCKEY_VERSION);
         return vn::cli::kOk;
     }
     for (const Command& c : kCommands) {
