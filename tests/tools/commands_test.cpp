@@ -62,6 +62,7 @@ std::vector<UsageRow> usageRows() {
         {"", 2, "=", "usage:", ""},
         {"frobnicate", 2, "=", "unknown command 'frobnicate'", ""},
         {"--help", 0, "^usage: ecckey COMMAND", "", ""},
+        {"--version", 0, "^ecckey ", "", ""},
         {"curves extra", 2, "=", "unexpected argument 'extra'", ""},
         {"curves", 0, "~p-256, prime256v1", "", ""},
         {"gen", 2, "=", "which curve?", ""},
