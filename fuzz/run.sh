@@ -21,7 +21,8 @@ if [ -z "${FUZZ_BUILD:-}" ]; then
   CXXFLAGS= cmake -S . -B "$B" -DCMAKE_CXX_COMPILER=clang++ -DECCKEY_SANITIZE=ON -DECCKEY_FUZZ=ON \
     -DECCKEY_BUILD_TESTS=OFF > /dev/null
 fi
-cmake --build "$B" -j2 --target "${TARGETS[@]/%/_fuzz}" > "$B/fuzz-build.log" 2>&1 ||
+# The tool too, for fuzz/make_corpus.sh.
+cmake --build "$B" -j2 --target "${TARGETS[@]/%/_fuzz}" ecckey_tool > "$B/fuzz-build.log" 2>&1 ||
   { tail -40 "$B/fuzz-build.log"; exit 1; }
 [ "$SECS" -gt 0 ] || exit 0
 
