@@ -6,7 +6,7 @@
 #   fuzz/make_corpus.sh [path/to/ecckey]    (default: the fuzz build's tool)
 set -euo pipefail
 cd "$(dirname "$0")/.."
-TOOL="${1:-build-fuzz/ecckey/tools/ecckey}"
+TOOL="${1:-build-fuzz/tools/ecckey}"
 [ -x "$TOOL" ] || { echo "no ecckey tool at $TOOL (run fuzz/run.sh 0 first)" >&2; exit 2; }
 TOOL="$(realpath "$TOOL")"
 export ASAN_OPTIONS=detect_leaks=0

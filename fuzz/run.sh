@@ -5,6 +5,8 @@
 # Exits non-zero when any target finds a crash, a leak, undefined behaviour or a broken
 # property; the input is in build-fuzz/findings/ and its log beside it.
 #   fuzz/run.sh [SECONDS] [TARGET...]     (default: 20 seconds, every target; 0 only builds)
+# FUZZ_BUILD=DIR uses a tree already configured with clang, -DECCKEY_SANITIZE=ON and
+# -DECCKEY_FUZZ=ON (CI's sanitizer tree) instead of build-fuzz.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 SECS="${1:-20}"
@@ -12,11 +14,16 @@ shift || true
 ALL=(der pem point raw verify wrap putty jwk xml cli keyfile points)
 TARGETS=("$@")
 [ ${#TARGETS[@]} -gt 0 ] || TARGETS=("${ALL[@]}")
-B=build-fuzz
+B="${FUZZ_BUILD:-build-fuzz}"
 
-# The main build's CXXFLAGS (-Werror under CI) are for g++; the fuzz build sets its own.
-CXXFLAGS= cmake -S fuzz -B "$B" -DCMAKE_CXX_COMPILER=clang++ > /dev/null
-cmake --build "$B" -j2 > "$B/build.log" 2>&1 || { tail -40 "$B/build.log"; exit 1; }
+if [ -z "${FUZZ_BUILD:-}" ]; then
+  # The main build's CXXFLAGS (-Werror under CI) are for g++; the fuzz build sets its own.
+  CXXFLAGS= cmake -S . -B "$B" -DCMAKE_CXX_COMPILER=clang++ -DECCKEY_SANITIZE=ON -DECCKEY_FUZZ=ON \
+    -DECCKEY_BUILD_TESTS=OFF > /dev/null
+fi
+# The tool too, for fuzz/make_corpus.sh.
+cmake --build "$B" -j2 --target "${TARGETS[@]/%/_fuzz}" ecckey_tool > "$B/fuzz-build.log" 2>&1 ||
+  { tail -40 "$B/fuzz-build.log"; exit 1; }
 [ "$SECS" -gt 0 ] || exit 0
 
 mkdir -p "$B/findings"

@@ -8,11 +8,13 @@ if(ECCKEY_SANITIZE)
 elseif(NOT ECCKEY_VALGRIND)
   message(STATUS "valgrind memcheck skipped: valgrind not found")
 else()
-  add_test(NAME valgrind_memcheck
-    COMMAND ${CMAKE_COMMAND} -DVALGRIND=${ECCKEY_VALGRIND}
-            "-DPROGRAMS=$<TARGET_FILE:test_hardening>;$<TARGET_FILE:test_host>;$<TARGET_FILE:test_ecc_curves>"
-            -P ${CMAKE_CURRENT_LIST_DIR}/valgrind_memcheck.cmake)
-  set_tests_properties(valgrind_memcheck PROPERTIES TIMEOUT 300)
+  # An entry per program, so that CTest spreads them over the cores.
+  foreach(program test_hardening test_host test_ecc_curves)
+    add_test(NAME valgrind_memcheck_${program}
+      COMMAND ${CMAKE_COMMAND} -DVALGRIND=${ECCKEY_VALGRIND} -DPROGRAMS=$<TARGET_FILE:${program}>
+              -P ${CMAKE_CURRENT_LIST_DIR}/valgrind_memcheck.cmake)
+    set_tests_properties(valgrind_memcheck_${program} PROPERTIES TIMEOUT 300)
+  endforeach()
 endif()
 
 # The data lines of inputs_test.cpp.
