@@ -11,6 +11,12 @@ case "$mode" in
   installed)
     cmake --install "$build" --prefix "$work/prefix" > /dev/null
     test -x "$work/prefix/bin/ecckey"
+    # The tool's manual page as installed shows every command its help lists.
+    page=$(MANWIDTH=80 MANPAGER=cat man -l "$work/prefix/share/man/man1/ecckey.1")
+    for c in $("$work/prefix/bin/ecckey" --help | awk '/^Commands:/ { on = 1; next } on && NF == 0 { exit } on { print $1 }'); do
+      grep -q "^   $c\$" <<< "$page" || { echo "the installed page has no section for $c"; exit 1; }
+    done
+    test -f "$work/prefix/share/bash-completion/completions/ecckey"
     # Only the public headers are installed, and each compiles alone against that tree.
     inc=$work/prefix/include/ecckey
     public=$(xargs -n1 <<< "$4" | sort)
