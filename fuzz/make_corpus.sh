@@ -13,7 +13,7 @@ export ASAN_OPTIONS=detect_leaks=0
 C=fuzz/corpus
 W="$(mktemp -d)"
 trap 'rm -rf "$W"' EXIT
-for t in der pem point raw verify wrap putty jwk xml cli keyfile points; do
+for t in der pem point raw verify wrap putty jwk xml keyfile points; do
   mkdir -p "$C/$t"
   rm -f "$C/$t"/seed-*
 done
@@ -66,9 +66,9 @@ for i in "${!curves[@]}"; do
   # hint for bare hex.
   for f in sec1 pkcs8-der spki jwk xml-dsig ssh; do
     # SSH has names for some curves only.
-    { byte 0; "$TOOL" convert --to $f "$d/key.pem" 2>/dev/null; } > "$C/cli/seed-$c-$f" || rm "$C/cli/seed-$c-$f"
+    { byte 0; "$TOOL" convert --to $f "$d/key.pem" 2>/dev/null; } > "$C/keyfile/seed-$c-$f" || rm "$C/keyfile/seed-$c-$f"
   done
-  { byte $((i + 1)); cat "$d/k.hex"; } > "$C/cli/seed-$c-hex"
+  { byte $((i + 1)); cat "$d/k.hex"; } > "$C/keyfile/seed-$c-hex"
 
   # Compressed points: bare (the points target's first byte is the curve), in the tool's
   # SubjectPublicKeyInfo, and as hex with the curve hint for the key-file reader.
@@ -110,21 +110,21 @@ for c in secp256r1 secp384r1 secp256k1 brainpoolp256r1; do
   openssl ec -in "$W/$c.ossl.pem" -pubout -outform DER 2>/dev/null > "$C/der/seed-openssl-$c-spki"
   openssl ec -in "$W/$c.ossl.pem" -pubout -outform DER -param_enc explicit 2>/dev/null > "$C/der/seed-openssl-$c-spki-explicit"
   openssl ec -in "$W/$c.ossl.pem" -pubout -outform DER -conv_form compressed 2>/dev/null > "$C/der/seed-openssl-$c-spki-compressed"
-  { byte 0; cat "$C/pem/seed-openssl-$c-params-sec1"; } > "$C/cli/seed-openssl-$c-params-sec1"
+  { byte 0; cat "$C/pem/seed-openssl-$c-params-sec1"; } > "$C/keyfile/seed-openssl-$c-params-sec1"
 done
 
 # SSH-family private key files, when the peers are installed.
 if command -v ssh-keygen > /dev/null; then
   for b in 256 384 521; do
     ssh-keygen -q -t ecdsa -b $b -N '' -C fuzz -f "$W/id_$b" > /dev/null
-    { byte 0; cat "$W/id_$b"; } > "$C/cli/seed-openssh-private-$b"
+    { byte 0; cat "$W/id_$b"; } > "$C/keyfile/seed-openssh-private-$b"
   done
 fi
 if command -v puttygen > /dev/null; then
   puttygen -q -t ecdsa -b 256 -o "$W/p3.ppk" --new-passphrase /dev/null 2>/dev/null &&
-    { byte 0; cat "$W/p3.ppk"; } > "$C/cli/seed-putty-v3"
+    { byte 0; cat "$W/p3.ppk"; } > "$C/keyfile/seed-putty-v3"
   puttygen -q -t ecdsa -b 384 --ppk-param version=2 -o "$W/p2.ppk" --new-passphrase /dev/null 2>/dev/null &&
-    { byte 0; cat "$W/p2.ppk"; } > "$C/cli/seed-putty-v2"
+    { byte 0; cat "$W/p2.ppk"; } > "$C/keyfile/seed-putty-v2"
 fi
 
 # The key-file reader with the passphrase "pw": every container, at the least cost each tool

@@ -11,7 +11,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 SECS="${1:-20}"
 shift || true
-ALL=(der pem point raw verify wrap putty jwk xml cli keyfile points)
+ALL=(der pem point raw verify wrap putty jwk xml keyfile points)
 TARGETS=("$@")
 [ ${#TARGETS[@]} -gt 0 ] || TARGETS=("${ALL[@]}")
 B="${FUZZ_BUILD:-build-fuzz}"
